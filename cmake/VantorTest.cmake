@@ -1,0 +1,29 @@
+# vantor_add_test(<name> SOURCES <file>... [LIBRARIES <target>...] [TIMEOUT <seconds>] [LABELS <label>...] [NO_DISPLAY])
+#
+# A QtTest program run by CTest, each on an X server of its own with Mesa's software OpenGL unless NO_DISPLAY is given.
+function(vantor_add_test name)
+    cmake_parse_arguments(ARG "NO_DISPLAY" "TIMEOUT" "SOURCES;LIBRARIES;LABELS" ${ARGN})
+    add_executable(${name} ${ARG_SOURCES})
+    set_target_properties(${name} PROPERTIES AUTOMOC ON RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+    target_link_libraries(${name} PRIVATE vantor_test_support Vantor::vantor Qt5::Test ${ARG_LIBRARIES})
+    vantor_warnings(${name})
+    if(NOT ARG_TIMEOUT)
+        set(ARG_TIMEOUT 120)
+    endif()
+    if(ARG_NO_DISPLAY)
+        add_test(NAME ${name} COMMAND ${name})
+    else()
+        add_test(NAME ${name} COMMAND ${PROJECT_SOURCE_DIR}/tests/support/with-display $<TARGET_FILE:${name}>)
+    endif()
+    set(environment
+        "TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/tsan.supp:halt_on_error=1:second_deadlock_stack=1"
+        "ASAN_OPTIONS=detect_leaks=1:strict_string_checks=1"
+        "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0"
+        "UBSAN_OPTIONS=print_stacktrace=1")
+    if(ARG_NO_DISPLAY)
+        list(APPEND environment "QT_QPA_PLATFORM=offscreen")
+    endif()
+    set_tests_properties(${name} PROPERTIES
+        TIMEOUT ${ARG_TIMEOUT} ENVIRONMENT "${environment}" LABELS "${ARG_LABELS}"
+        WORKING_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+endfunction()

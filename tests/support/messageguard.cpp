@@ -1,0 +1,122 @@
+#include "support/messageguard.h"
+
+#include <QRegularExpression>
+
+#include <algorithm>
+#include <mutex>
+
+namespace {
+
+// The handler may be called from any thread at any time, also while a guard is being replaced.
+std::mutex guardMutex;
+QVector<MessageGuard::Message> seen;
+QVector<QRegularExpression> allowed;
+QtMessageHandler previousHandler = nullptr;
+int guards = 0;
+
+void record(QtMsgType type, const QMessageLogContext& context, const QString& text)
+{
+    QtMessageHandler next = nullptr;
+    {
+        const std::lock_guard<std::mutex> lock(guardMutex);
+        if (guards > 0)
+            seen.append({type, context.category, context.file, context.function, text});
+        next = previousHandler;
+    }
+    if (next)
+        next(type, context, text);
+}
+
+bool isNeverAllowed(const QString& text)
+{
+    return text.contains("QObject::connect") || text.contains("QObject::disconnect")
+        || text.contains("QMetaObject::invokeMethod") || text.contains("QMetaMethod::invoke");
+}
+
+bool isUnexpected(const MessageGuard::Message& message)
+{
+    if (isNeverAllowed(message.text))
+        return true;
+    if (message.type == QtDebugMsg || message.type == QtInfoMsg)
+        return false;
+    return std::none_of(allowed.cbegin(), allowed.cend(), [&](const QRegularExpression& pattern) {
+        return pattern.match(message.text).hasMatch();
+    });
+}
+
+} // namespace
+
+MessageGuard::MessageGuard()
+{
+    {
+        const std::lock_guard<std::mutex> lock(guardMutex);
+        seen.clear();
+        allowed.clear();
+        ++guards;
+    }
+    const QtMessageHandler previous = qInstallMessageHandler(record);
+    const std::lock_guard<std::mutex> lock(guardMutex);
+    if (previous != record)
+        previousHandler = previous;
+}
+
+MessageGuard::~MessageGuard()
+{
+    QtMessageHandler previous = nullptr;
+    {
+        const std::lock_guard<std::mutex> lock(guardMutex);
+        --guards;
+        previous = previousHandler;
+    }
+    qInstallMessageHandler(previous);
+}
+
+void MessageGuard::allow(const QString& pattern)
+{
+    const std::lock_guard<std::mutex> lock(guardMutex);
+    allowed.append(QRegularExpression(pattern));
+}
+
+QVector<MessageGuard::Message> MessageGuard::messages() const
+{
+    const std::lock_guard<std::mutex> lock(guardMutex);
+    return seen;
+}
+
+QStringList MessageGuard::texts(QtMsgType type) const
+{
+    QStringList result;
+    for (const Message& message : messages()) {
+        if (message.type == type)
+            result.append(message.text);
+    }
+    return result;
+}
+
+int MessageGuard::count(QtMsgType type, const QString& text) const { return texts(type).count(text); }
+
+bool MessageGuard::contains(const QString& pattern) const
+{
+    const QRegularExpression expression(pattern);
+    const QVector<Message> all = messages();
+    return std::any_of(all.cbegin(), all.cend(), [&](const Message& message) {
+        return expression.match(message.text).hasMatch();
+    });
+}
+
+QStringList MessageGuard::unexpected() const
+{
+    const std::lock_guard<std::mutex> lock(guardMutex);
+    QStringList result;
+    for (const Message& message : qAsConst(seen)) {
+        if (isUnexpected(message))
+            result.append(QString("unexpected message [%1]: %2").arg(message.category, message.text));
+    }
+    return result;
+}
+
+void MessageGuard::clear()
+{
+    const std::lock_guard<std::mutex> lock(guardMutex);
+    seen.clear();
+}
