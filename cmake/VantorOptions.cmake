@@ -20,8 +20,11 @@ if(VANTOR_IS_TOP_LEVEL)
     set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
     find_program(CCACHE_PROGRAM ccache)
     if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-        set(CMAKE_C_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
-        set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+        # ccache takes the precompiled header only with this sloppiness; the other two let checkouts share the cache.
+        set(ccache ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros
+            CCACHE_BASEDIR=${PROJECT_SOURCE_DIR} CCACHE_NOHASHDIR=1 ${CCACHE_PROGRAM})
+        set(CMAKE_C_COMPILER_LAUNCHER ${ccache})
+        set(CMAKE_CXX_COMPILER_LAUNCHER ${ccache})
     endif()
 endif()
 
