@@ -1,0 +1,100 @@
+#pragma once
+
+#include "core_videobase/vantorexport.h"
+
+#include <QFile>
+#include <QGLWidget>
+#include <QOpenGLFunctions>
+#include <QOpenGLShaderProgram>
+#include <QRectF>
+#include <QTimer>
+
+#include <array>
+#include <memory>
+
+class RawFrame;
+
+/// Draws three-plane YUV pictures (I420, or planar 4:2:2 after setYuyv()) over its whole area.
+///
+/// A frame is handed over as plane pointers and line sizes. Nothing is copied: the next paint uploads straight from the
+/// caller's planes, which therefore stay valid and unchanged until then, or until clear() took them away. Without a
+/// frame (null luma pointer or no size) the widget shows the QPalette::Window colour of its palette.
+///
+/// Called from the GUI thread only. Nothing is reported: a shader that does not compile or a file that can't be opened
+/// leaves the picture as it is.
+class VANTOR_EXPORT YuvWidget : public QGLWidget, protected QOpenGLFunctions
+{
+    Q_OBJECT
+
+public:
+    explicit YuvWidget(QWidget* parent = nullptr);
+    ~YuvWidget() override;
+
+    /// The part of the frame to show, in 0..1 of its width and height from the upper left corner; it fills the widget.
+    /// Kept from frame to frame until clear() or stop(). An empty rectangle stands for the whole frame.
+    void setViewRect(const QRectF& normalized);
+
+Q_SIGNALS:
+    /// Raw file playback ended or was stopped. Emitted on the GUI thread.
+    void playFinsh();
+
+public Q_SLOTS:
+    /// True when the chroma planes have the full frame height (4:2:2) instead of half of it. Kept by clear().
+    void setYuyv(bool yuyv);
+
+    /// Forgets the frame and its pointers.
+    void clear();
+
+    /// Frame size in pixels for the next play().
+    void setFrameSize(int width, int height);
+
+    /// Shows new planes of the same size. The line sizes are bytes from row to row, 0 for packed rows; the chroma
+    /// planes have half the width, rounded down. The planes stay the caller's.
+    void updateTextures(quint8* dataY, quint8* dataU, quint8* dataV, int linesizeY, int linesizeU, int linesizeV);
+
+    /// updateTextures() with a size in pixels.
+    void updateFrame(int width, int height, quint8* dataY, quint8* dataU, quint8* dataV, int linesizeY, int linesizeU,
+                     int linesizeV);
+
+    /// Shows the next frame of the raw file, or ends playback after the last one. The playback timer calls it.
+    void read();
+
+    /// Plays a file of headerless I420 frames of the size of setFrameSize(), @p frameRate frames a second (at least 1).
+    /// Ends what was playing without a signal; a file that can't be opened is ignored.
+    void play(QString fileName, int frameRate);
+
+    /// Ends raw file playback, forgets the frame and emits playFinsh(), playing or not.
+    void stop();
+
+protected:
+    void initializeGL() override;
+    void resizeGL(int w, int h) override;
+    void paintGL() override;
+
+private:
+    void addShaders();
+    void createTexture(GLuint& texture);
+    void uploadPlane(int plane, int width, int height, int linesize, const quint8* pixels);
+    int chromaHeight() const;
+    bool hasPicture() const;
+    void forgetFrame();
+
+    bool yuyv = false;
+    int frameWidth = 0;
+    int frameHeight = 0;
+    quint8* dataY = nullptr; // the planes belong to the caller or to rawFrame
+    quint8* dataU = nullptr;
+    quint8* dataV = nullptr;
+    int linesizeY = 0;
+    int linesizeU = 0;
+    int linesizeV = 0;
+    QString vertexSource;
+    QString fragmentSource;
+    QOpenGLShaderProgram program;
+    std::array<GLuint, 3> textures{};
+    std::array<GLint, 3> samplers{};
+    QFile file;
+    QTimer timer;
+    const std::unique_ptr<RawFrame> rawFrame;
+    std::array<GLfloat, 8> textureCoordinates; // OpenGL reads it at every draw
+};
