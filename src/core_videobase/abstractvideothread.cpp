@@ -285,6 +285,12 @@ void AbstractVideoThread::updateTime()
     lastTime = clock.load()->now();
 }
 
+qint64 AbstractVideoThread::millisecondsSinceUpdate() const
+{
+    const QMutexLocker lock(&mutex);
+    return lastTime.msecsTo(clock.load()->now());
+}
+
 void AbstractVideoThread::checkVideoSize(int width, int height)
 {
     if (width <= 0 || height <= 0 || videoWidth <= 0 || videoHeight <= 0)
@@ -424,6 +430,7 @@ void AbstractVideoThread::snap(const QString& name)
         return;
     setSnapName(name);
     checkPath(name);
+    snapWritten = false;
     isSnap = true; // last: the worker may act on it at once
 }
 
@@ -438,6 +445,7 @@ void AbstractVideoThread::snapFinsh()
         image.save(name, "jpg");
     }
     isSnap = false;
+    snapWritten = false;
     if (snapPreview)
         Q_EMIT snapImage(image, name);
 }

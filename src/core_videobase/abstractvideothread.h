@@ -242,6 +242,9 @@ protected:
     /// Video thread, as the last step of run(): starts the thread again once it has ended, unless it is stopped first.
     void restart();
 
+    /// Milliseconds since updateTime().
+    qint64 millisecondsSinceUpdate() const;
+
     bool hasType(int type) const { return type >= 0 && type < RECORD_TYPE_MAX; }
 
     /// Guards the texts below, which the GUI thread sets and the video thread reads or the other way round.
@@ -252,6 +255,8 @@ protected:
     std::atomic<bool> isOk{false};
     std::atomic<bool> isPause{false};
     std::atomic<bool> isSnap{false};
+    /// The pending snapshot is on the disk and snapFinsh() is on its way.
+    std::atomic<bool> snapWritten{false};
     /// Counts the calls of stop(), so that run() also notices one whose flag a closing source has cleared.
     std::atomic<unsigned> stopCount{0};
 

@@ -1,0 +1,480 @@
+#include "core_video/ffmpegvideothread.h"
+
+#include "core_ffmpeg/ffmpeghelper.h"
+#include "core_video/ffmpegvideothread_p.h"
+#include "core_videobase/clock.h"
+
+#include <QLoggingCategory>
+#include <QTransform>
+
+extern "C" {
+#include <libavutil/hwcontext.h>
+#include <libavutil/mathematics.h>
+#include <libavutil/samplefmt.h>
+}
+
+namespace {
+Q_LOGGING_CATEGORY(lcLoop, "vantor.ffmpeg.loop")
+
+constexpr int mostReadErrors = 3;
+constexpr int defaultTimeoutMs = 3000;
+constexpr qint64 waitSliceUs = 20000;
+constexpr qint64 longestPaceGapUs = 10 * AV_TIME_BASE;
+constexpr qint64 fallenBehindUs = AV_TIME_BASE;
+constexpr qint64 positionStepMs = 200;
+constexpr double slowestSpeed = 0.1;
+constexpr double fastestSpeed = 16.0;
+
+qint64 limitMs(int setting) { return setting < 1 ? defaultTimeoutMs : setting; }
+} // namespace
+
+void FFmpegVideoThread::Source::close()
+{
+    videoIndex = -1;
+    audioIndex = -1;
+    packet.reset();
+    resampler.reset();
+    decodedFrame.reset();
+    audioFrame.reset();
+    transferFrame.reset();
+    audioBuffer.clear();
+    videoCtx.reset();
+    videoCodec = nullptr;
+    audioCtx.reset();
+    audioCodec = nullptr;
+    options.clear();
+    formatCtx.reset();
+    playClock.reset();
+    skipUntil = -1;
+    reportedPosition = -1;
+}
+
+FFmpegVideoThread::FFmpegVideoThread(QObject* parent)
+    : AbstractVideoThread(parent)
+    , source(std::make_unique<Source>())
+{
+}
+
+FFmpegVideoThread::~FFmpegVideoThread() = default;
+
+void FFmpegVideoThread::setAddressTest(bool enable) { addressTest = enable; }
+
+bool FFmpegVideoThread::getAddressTest() const { return addressTest; }
+
+void FFmpegVideoThread::setInputFormat(const QString& name)
+{
+    const QMutexLocker lock(&mutex);
+    inputFormat = name;
+}
+
+QString FFmpegVideoThread::getInputFormat() const
+{
+    const QMutexLocker lock(&mutex);
+    return inputFormat;
+}
+
+void FFmpegVideoThread::setPaced(bool enable) { paced = enable; }
+
+bool FFmpegVideoThread::getPaced() const { return paced; }
+
+void FFmpegVideoThread::setFastStart(bool enable) { fastStart = enable; }
+
+bool FFmpegVideoThread::getFastStart() const { return fastStart; }
+
+bool FFmpegVideoThread::isReopening() const { return reopening; }
+
+void FFmpegVideoThread::setPosition(qint64 milliseconds)
+{
+    AbstractVideoThread::setPosition(milliseconds);
+    if (paced && isRunning())
+        askedPosition = qMax<qint64>(0, milliseconds);
+}
+
+double FFmpegVideoThread::getSpeed() { return speed; }
+
+void FFmpegVideoThread::setSpeed(double factor)
+{
+    if (factor >= slowestSpeed && factor <= fastestSpeed)
+        speed = factor;
+}
+
+void FFmpegVideoThread::setSpeed(int factor) { setSpeed(static_cast<double>(factor)); }
+
+void FFmpegVideoThread::seekFile(const QDateTime& when) { setPosition(when.time().msecsSinceStartOfDay()); }
+
+bool FFmpegVideoThread::parseVideoUrl() { return true; }
+
+int FFmpegVideoThread::getLatestRecordCodec(XVideoEncPara&, XAudioEncPara&) { return 0; }
+
+int FFmpegVideoThread::interrupted(void* thread) { return static_cast<FFmpegVideoThread*>(thread)->isOverdue() ? 1 : 0; }
+
+bool FFmpegVideoThread::isOverdue()
+{
+    if (isStopAsked()) {
+        debug("", "主动停止");
+        return true;
+    }
+    if (source->opening) {
+        const qint64 elapsed = clock.load()->microseconds() - source->openStartTime;
+        const qint64 limit = limitMs(connectTimeout) * 1000;
+        if (elapsed <= limit)
+            return false;
+        timeoutHit = true;
+        ++openTimeout;
+        debug("打开超时", QString("设置: %1 当前: %2").arg(limit).arg(elapsed));
+        return true;
+    }
+    if (source->reading) {
+        const qint64 elapsed = millisecondsSinceUpdate();
+        const qint64 limit = limitMs(readTimeout);
+        if (elapsed <= limit)
+            return false;
+        timeoutHit = true;
+        debug("读取超时", QString("设置: %1 当前: %2").arg(limit).arg(elapsed));
+        return true;
+    }
+    return false;
+}
+
+void FFmpegVideoThread::run()
+{
+    source->stopCountAtStart = stopCount;
+    FFmpegHelper::initLib();
+
+    Loop loop = Loop::Continue;
+    while (loop == Loop::Continue && !isStopAsked()) {
+        if (isOk)
+            loop = readSource();
+        else
+            openSource();
+    }
+
+    const bool isReopenAsked = loop == Loop::Reconnect || (errorCount >= 2 && readTimeout >= 1);
+    reopening = isReopenAsked && !isStopAsked();
+    closeSource();
+    isOk = false;
+    reopening = false;
+
+    if (isStopAsked() || !isReopenAsked) {
+        qCInfo(lcLoop).noquote() << QString("%1 -> url: %2").arg("thread terminate", getVideoUrl());
+        return;
+    }
+    qCInfo(lcLoop).noquote() << QString("%1 -> url: %2").arg("reconnect", getVideoUrl());
+    restart();
+}
+
+bool FFmpegVideoThread::isStopAsked() const
+{
+    // Closing a source clears the flag, also that of a stop which arrives at that very moment; the count keeps it.
+    return stopped || stopCount != source->stopCountAtStart;
+}
+
+void FFmpegVideoThread::openSource()
+{
+    reopening = true;
+    closeSource();
+    reopening = false;
+    source->openStartTime = clock.load()->microseconds();
+    openVideo();
+    checkOpen();
+
+    XVideoEncPara video;
+    XAudioEncPara audio;
+    if (getLatestRecordCodec(video, audio) == 0) {
+        source->videoPara = video;
+        source->audioPara = audio;
+    }
+}
+
+void FFmpegVideoThread::closeSource()
+{
+    if (opened.exchange(false)) {
+        duration = 0;
+        position = 0;
+        videoWidth = 0;
+        videoHeight = 0;
+        rotate = 0;
+        errorCount = 0;
+        setSnapName("");
+        stopped = false;
+        isOk = false;
+        isPause = false;
+        isSnap = false;
+        Q_EMIT receivePlayFinsh(this);
+    }
+    keyFrameSeen = false;
+    source->close();
+}
+
+FFmpegVideoThread::Loop FFmpegVideoThread::readSource()
+{
+    waitWhilePaused();
+    seekIfAsked();
+
+    source->reading = true;
+    const int result = av_read_frame(source->formatCtx.get(), source->packet.get());
+    source->reading = false;
+
+    Loop loop = Loop::Reconnect;
+    if (!hasEncodingChanged())
+        loop = result < 0 ? finishRead(result) : handlePacket(source->packet.get());
+    av_packet_unref(source->packet.get());
+    return loop;
+}
+
+bool FFmpegVideoThread::hasEncodingChanged()
+{
+    XVideoEncPara video;
+    XAudioEncPara audio;
+    getLatestRecordCodec(video, audio);
+    return (video.isValid() && video != source->videoPara) || (audio.isValid() && audio != source->audioPara);
+}
+
+FFmpegVideoThread::Loop FFmpegVideoThread::finishRead(int result)
+{
+    ++errorCount;
+    qCCritical(lcLoop).noquote()
+        << QString("error count: %1 why: %2").arg(errorCount).arg(FFmpegHelper::getError(result));
+    return errorCount >= mostReadErrors ? Loop::End : Loop::Continue;
+}
+
+FFmpegVideoThread::Loop FFmpegVideoThread::handlePacket(const AVPacket* packet)
+{
+    timeoutHit = false;
+    errorCount = 0;
+    updateTime();
+    if (paced)
+        paceAndReport(packet);
+
+    const bool isVideo = packet->stream_index == source->videoIndex;
+    const bool isVideoKey = isVideo && (packet->flags & AV_PKT_FLAG_KEY) != 0;
+    Loop loop = Loop::Continue;
+    // A paused live source is read on, so that nothing piles up; its picture goes on at the next key frame.
+    if (displayCount < 1 || (isPause && !paced))
+        keyFrameSeen = false;
+    else if (!keyFrameSeen)
+        keyFrameSeen = isVideoKey;
+
+    if (keyFrameSeen && isVideo)
+        loop = decodeVideo(packet);
+    else if (keyFrameSeen && packet->stream_index == source->audioIndex)
+        decodeAudio(packet);
+
+    // The time that the displays took is not the source's.
+    updateTime();
+    return loop;
+}
+
+void FFmpegVideoThread::waitWhilePaused()
+{
+    if (!paced || !isPause)
+        return;
+    while (isPause && paced && !isStopAsked() && askedPosition < 0)
+        clock.load()->sleep(waitSliceUs);
+    source->playClock.reset();
+    updateTime();
+}
+
+void FFmpegVideoThread::seekIfAsked()
+{
+    const qint64 target = askedPosition.exchange(-1);
+    if (target < 0)
+        return;
+    AVFormatContext* input = source->formatCtx.get();
+    const qint64 first = input->start_time == AV_NOPTS_VALUE ? 0 : input->start_time;
+    const int result = av_seek_frame(input, -1, first + target * 1000, AVSEEK_FLAG_BACKWARD);
+    if (result < 0) {
+        debug("定位失败", FFmpegHelper::getError(result));
+        return;
+    }
+    if (source->videoCtx)
+        avcodec_flush_buffers(source->videoCtx.get());
+    if (source->audioCtx)
+        avcodec_flush_buffers(source->audioCtx.get());
+    keyFrameSeen = false;
+    source->skipUntil = target;
+    source->playClock.reset();
+    updateTime();
+}
+
+void FFmpegVideoThread::paceAndReport(const AVPacket* packet)
+{
+    if (packet->dts == AV_NOPTS_VALUE)
+        return;
+    AVFormatContext* input = source->formatCtx.get();
+    const AVRational timeBase = input->streams[packet->stream_index]->time_base;
+    const qint64 first = input->start_time == AV_NOPTS_VALUE ? 0 : input->start_time;
+    const qint64 time = av_rescale_q(packet->dts, timeBase, AVRational{1, AV_TIME_BASE}) - first;
+
+    if (source->skipUntil >= 0) {
+        if (time < source->skipUntil * 1000)
+            return;
+        source->skipUntil = -1;
+    }
+
+    PlayClock& play = source->playClock;
+    const double factor = speed;
+    const auto scaled = [&] { return static_cast<qint64>(time / factor); };
+    const qint64 now = clock.load()->microseconds();
+    const bool jumps = qAbs(time - play.lastTime) > longestPaceGapUs;
+    if (!play.isSet || jumps || play.speed < factor || play.speed > factor
+        || now - (play.start + scaled()) > fallenBehindUs) {
+        play.isSet = true;
+        play.speed = factor;
+        play.start = now - scaled();
+    }
+    play.lastTime = time;
+
+    // Long waits go in slices, so that a stop or a seek needn't wait for the packet.
+    const auto hasNews = [&] { return isStopAsked() || askedPosition >= 0 || isPause; };
+    while (!hasNews() && play.start + scaled() - clock.load()->microseconds() > waitSliceUs)
+        clock.load()->sleep(waitSliceUs);
+    if (!hasNews())
+        FFmpegHelper::delay(*clock.load(), play.start, scaled(), AVRational{1, AV_TIME_BASE});
+
+    const qint64 milliseconds = time / 1000;
+    if (milliseconds < 0 || qAbs(milliseconds - source->reportedPosition) < positionStepMs)
+        return;
+    source->reportedPosition = milliseconds;
+    position = milliseconds;
+    Q_EMIT receivePosition(milliseconds);
+}
+
+FFmpegVideoThread::Loop FFmpegVideoThread::decodeVideo(const AVPacket* packet)
+{
+    const int result = FFmpegHelper::decode(this, source->videoCtx.get(), packet, source->decodedFrame.get(), true);
+    if (result < 0)
+        return Loop::Continue;
+
+    const AVCodecContext* context = source->videoCtx.get();
+    if (context->codec_id != source->videoCodecId || context->width != videoWidth || context->height != videoHeight) {
+        isOk = false;
+        return Loop::Reconnect;
+    }
+    if (source->skipUntil < 0)
+        deliverPicture();
+    return Loop::Continue;
+}
+
+void FFmpegVideoThread::deliverPicture()
+{
+    switch (videoMode.load()) {
+    case VideoMode_Image: deliverImage(); break;
+    case VideoMode_Opengl: deliverPlanes(); break;
+    case VideoMode_D3d9:
+    case VideoMode_D3d11: deliverSurface(); break;
+    default: break;
+    }
+}
+
+void FFmpegVideoThread::deliverPlanes()
+{
+    if (isHardwareDecoding())
+        return;
+    AVFrame* decoded = source->decodedFrame.get();
+    const int angle = rotate;
+    const bool isPlain = decoded->format == AV_PIX_FMT_YUV420P || decoded->format == AV_PIX_FMT_YUVJ420P;
+    AvFramePtr picture = isPlain ? AvFramePtr(av_frame_clone(decoded)) : source->yuvConverter.convert(decoded);
+    if (picture && (angle == 90 || angle == 180 || angle == 270)) {
+        const bool swaps = angle != 180;
+        AvFramePtr turned = source->yuvConverter.makePicture(swaps ? decoded->height : decoded->width,
+                                                             swaps ? decoded->width : decoded->height);
+        if (turned)
+            FFmpegHelper::rotateFrame(angle, picture.get(), turned.get());
+        picture = std::move(turned);
+    }
+    if (!picture)
+        return;
+    const quint32 lineY = static_cast<quint32>(picture->linesize[0]);
+    const quint32 lineU = static_cast<quint32>(picture->linesize[1]);
+    Q_EMIT receiveFrame(picture->width, picture->height, picture->data[0], picture->data[1], picture->data[2], lineY, lineU,
+                        lineU);
+    // Whoever shows the picture has its planes now; those of the one before it are free to go.
+    source->deliveredFrame = std::move(picture);
+    if (isSnap)
+        writeSnapshot(toImage(decoded));
+}
+
+void FFmpegVideoThread::deliverImage()
+{
+    const AVFrame* picture = source->decodedFrame.get();
+    if (isHardwareDecoding()) {
+        av_frame_unref(source->transferFrame.get());
+        if (av_hwframe_transfer_data(source->transferFrame.get(), picture, 0) < 0)
+            return;
+        picture = source->transferFrame.get();
+    }
+    const QImage image = toImage(picture);
+    if (image.isNull())
+        return;
+    if (isSnap)
+        writeSnapshot(image);
+    Q_EMIT receiveImage(image, 0);
+}
+
+void FFmpegVideoThread::deliverSurface()
+{
+    if (!isHardwareDecoding())
+        return;
+    AVFrame* decoded = source->decodedFrame.get();
+    if (videoMode == VideoMode_D3d9)
+        Q_EMIT receiveFrame(decoded->width, decoded->height, decoded->data[3], false);
+    else
+        Q_EMIT receiveFrame(decoded->width, decoded->height, decoded->data[0],
+                            static_cast<int>(reinterpret_cast<qintptr>(decoded->data[1])), false);
+    source->deliveredFrame.reset(av_frame_clone(decoded));
+    if (!isSnap)
+        return;
+    av_frame_unref(source->transferFrame.get());
+    if (av_hwframe_transfer_data(source->transferFrame.get(), decoded, 0) >= 0)
+        writeSnapshot(toImage(source->transferFrame.get()));
+}
+
+QImage FFmpegVideoThread::toImage(const AVFrame* picture)
+{
+    AvFramePtr pixels = source->rgbConverter.convert(picture);
+    if (!pixels)
+        return {};
+    // The image keeps the pixels for as long as anybody has a copy of it.
+    AVFrame* held = pixels.release();
+    const QImage image(held->data[0], held->width, held->height, held->linesize[0], QImage::Format_RGB32,
+                       [](void* frame) { FFmpegHelper::freeFrame(static_cast<AVFrame*>(frame)); }, held);
+    const int angle = rotate;
+    return angle == 0 ? image : image.transformed(QTransform().rotate(angle));
+}
+
+void FFmpegVideoThread::writeSnapshot(const QImage& image)
+{
+    if (image.isNull() || snapWritten.exchange(true))
+        return;
+    const QString name = getSnapName();
+    if (!image.save(name, "jpg"))
+        qCWarning(lcLoop).noquote() << QString("snapshot was not written: %1").arg(name);
+    QMetaObject::invokeMethod(this, "snapFinsh");
+}
+
+bool FFmpegVideoThread::followAudioFormat()
+{
+    const AVFrame* frame = source->audioFrame.get();
+    const AudioInput input{channelsOf(frame), frame->format, frame->sample_rate};
+    return input == source->resamplerInput || buildResampler(input);
+}
+
+void FFmpegVideoThread::decodeAudio(const AVPacket* packet)
+{
+    AVFrame* frame = source->audioFrame.get();
+    if (FFmpegHelper::decode(this, source->audioCtx.get(), packet, frame, false) < 0)
+        return;
+    if (source->skipUntil >= 0 || !followAudioFormat())
+        return;
+    constexpr int channels = 2;
+    constexpr int frameBytes = channels * 2;
+    quint8* out = source->audioBuffer.data();
+    const int room = static_cast<int>(source->audioBuffer.size()) / frameBytes;
+    const int samples = swr_convert(source->resampler.get(), &out, room,
+                                    const_cast<const quint8**>(frame->extended_data), frame->nb_samples);
+    if (samples <= 0)
+        return;
+    const int bytes = av_samples_get_buffer_size(nullptr, channels, samples, AV_SAMPLE_FMT_S16, 1);
+    Q_EMIT receiveAudio(QByteArray(reinterpret_cast<const char*>(out), bytes));
+}
