@@ -1,0 +1,10 @@
+#pragma once
+
+#include "aacencoder/decodetopcmbase.h"
+
+/// G.711 µ-law to 16-bit samples.
+class VANTOR_EXPORT G711UToPcm : public DecodeToPcmBase
+{
+public:
+    short decodeOne(unsigned char code) override;
+};

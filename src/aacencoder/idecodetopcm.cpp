@@ -1,0 +1,3 @@
+#include "aacencoder/idecodetopcm.h"
+
+IDecodeToPcm::~IDecodeToPcm() = default;
