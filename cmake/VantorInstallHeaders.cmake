@@ -1,0 +1,38 @@
+# Runs at install time. A header in or below VANTOR_HEADER_FOLDERS is public when it exports something, or when a public
+# header includes it; it goes to VANTOR_HEADER_DESTINATION under the name by which sources include it, which is its path
+# below one of VANTOR_HEADER_ROOTS.
+cmake_policy(VERSION 3.16)
+
+set(open "")
+foreach(folder ${VANTOR_HEADER_FOLDERS})
+    file(GLOB_RECURSE files ${folder}/*.h)
+    foreach(file ${files})
+        set(header ${file})
+        foreach(root ${VANTOR_HEADER_ROOTS})
+            string(REPLACE "${root}/" "" header ${header})
+        endforeach()
+        set(file_of_${header} ${file})
+        file(STRINGS ${file} exports REGEX "^[^#]*[A-Z]_(EXPORT|API) ")
+        if(exports)
+            list(APPEND open ${header})
+        endif()
+    endforeach()
+endforeach()
+
+set(public "")
+while(open)
+    list(POP_FRONT open header)
+    list(APPEND public ${header})
+    file(STRINGS ${file_of_${header}} includes REGEX "^#include \"")
+    foreach(line ${includes})
+        string(REGEX REPLACE "^#include \"([^\"]+)\".*" "\\1" included ${line})
+        if(file_of_${included} AND NOT included IN_LIST open AND NOT included IN_LIST public)
+            list(APPEND open ${included})
+        endif()
+    endforeach()
+endwhile()
+
+foreach(header ${public})
+    get_filename_component(folder ${header} DIRECTORY)
+    file(INSTALL DESTINATION ${VANTOR_HEADER_DESTINATION}/${folder} TYPE FILE FILES ${file_of_${header}})
+endforeach()
