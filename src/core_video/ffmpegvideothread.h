@@ -35,7 +35,8 @@ public:
     void setAddressTest(bool enable);
     bool getAddressTest() const;
 
-    /// Name of an FFmpeg input format ("v4l2", "dshow", "lavfi", "alsa") for capture devices. Default empty: guessed.
+    /// Name of an FFmpeg input format ("v4l2", "dshow", "lavfi", "alsa") for capture devices, which are asked for the
+    /// size of setVideoSize() and the rate of setFrameRate() where those are set. Default empty: the format is guessed.
     void setInputFormat(const QString& name);
     QString getInputFormat() const;
 
@@ -94,8 +95,10 @@ private:
 
     bool openVideo();
     void setOpenOptions();
+    void setCaptureOptions();
     bool initInput();
     bool openInput();
+    void limitAnalysis();
     bool initVideo();
     bool openVideoDecoder();
     bool readPictureFormat();

@@ -72,6 +72,21 @@ void FFmpegVideoThread::setOpenOptions()
     options.set(VANTOR_FFMPEG_SOCKET_TIMEOUT_OPTION, "3000000");
     options.set("max_delay", "1000000");
     options.set("threads", "auto");
+    if (!getInputFormat().isEmpty())
+        setCaptureOptions();
+}
+
+void FFmpegVideoThread::setCaptureOptions()
+{
+    QString size;
+    {
+        const QMutexLocker lock(&mutex);
+        size = videoSize;
+    }
+    if (size != "0x0")
+        source->options.set("video_size", size.replace('*', 'x').toUtf8().constData());
+    if (frameRate > 0)
+        source->options.set("framerate", QByteArray::number(frameRate).constData());
 }
 
 bool FFmpegVideoThread::initInput()
@@ -79,9 +94,8 @@ bool FFmpegVideoThread::initInput()
     if (!openInput())
         return false;
     AVFormatContext* input = source->formatCtx.get();
-    // The average rate is known when enough pictures have come; a live picture shouldn't wait for it.
     if (fastStart)
-        input->fps_probe_size = 0;
+        limitAnalysis();
     const int result = avformat_find_stream_info(input, nullptr);
     if (result < 0) {
         qCCritical(lcOpen).noquote() << failure("找流失败", "错误: " + FFmpegHelper::getError(result), getVideoUrl());
@@ -92,6 +106,14 @@ bool FFmpegVideoThread::initInput()
         Q_EMIT receiveDuration(duration);
     }
     return true;
+}
+
+void FFmpegVideoThread::limitAnalysis()
+{
+    // A mean frame rate and the first decode time take several pictures to tell; a live picture shouldn't wait for them.
+    // What was read stays queued in the input, so nothing is lost.
+    source->formatCtx->fps_probe_size = 0;
+    source->formatCtx->max_ts_probe = 0;
 }
 
 bool FFmpegVideoThread::openInput()
