@@ -1,11 +1,16 @@
-# vantor_add_test(<name> SOURCES <file>... [LIBRARIES <target>...] [TIMEOUT <seconds>] [LABELS <label>...] [NO_DISPLAY])
+# vantor_add_test(<name> SOURCES <file>... [LIBRARIES <target>...] [TIMEOUT <seconds>] [LABELS <label>...] [NO_DISPLAY]
+#                 [STANDALONE])
 #
 # A QtTest program run by CTest, each on an X server of its own with Mesa's software OpenGL unless NO_DISPLAY is given.
+# STANDALONE leaves the library and the test support out, for a program that starts without them.
 function(vantor_add_test name)
-    cmake_parse_arguments(ARG "NO_DISPLAY" "TIMEOUT" "SOURCES;LIBRARIES;LABELS" ${ARGN})
+    cmake_parse_arguments(ARG "NO_DISPLAY;STANDALONE" "TIMEOUT" "SOURCES;LIBRARIES;LABELS" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
     set_target_properties(${name} PROPERTIES AUTOMOC ON RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
-    target_link_libraries(${name} PRIVATE vantor_test_support Vantor::vantor Qt5::Test ${ARG_LIBRARIES})
+    target_link_libraries(${name} PRIVATE Qt5::Test ${ARG_LIBRARIES})
+    if(NOT ARG_STANDALONE)
+        target_link_libraries(${name} PRIVATE vantor_test_support Vantor::vantor)
+    endif()
     vantor_warnings(${name})
     if(NOT ARG_TIMEOUT)
         set(ARG_TIMEOUT 120)
