@@ -458,6 +458,9 @@ void AbstractVideoThread::restart()
 
 void AbstractVideoThread::startAgain()
 {
+    // A stop() or a play() may have come first; what runs now then isn't ours to wait for.
+    if (!restartPending)
+        return;
     // The request may arrive while run() is still returning, and start() would ignore a thread that is running.
     wait();
     if (restartPending.exchange(false))
