@@ -44,10 +44,7 @@ QString hostOfAddress(const QString& address)
 
     const QString rest = withoutScheme(trimmed);
     const QString authority = rest.section('/', 0, 0);
-    if (authority.contains('@'))
-        return hostBeforePath(authority.section('@', -1));
-
-    const QString host = hostBeforePath(rest);
+    const QString host = hostBeforePath(authority.contains('@') ? authority.section('@', -1) : rest);
     // "user:pass/word@host": what stands before the first slash is no host then.
     return host.isEmpty() && !authority.isEmpty() ? hostBeforePath(rest.section('@', -1)) : host;
 }

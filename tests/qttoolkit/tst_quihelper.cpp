@@ -109,6 +109,8 @@ private Q_SLOTS:
                                        << "2001:db8::7";
         QTest::newRow("IPv6, credentials") << "rtsp://user:pa@ss@[::1]:8554/path"
                                            << "::1";
+        QTest::newRow("slash and at sign in the password") << "rtsp://admin:p@ss:w/rd@host:8554/path"
+                                                           << "host";
         QTest::newRow("IPv6 with zone") << "rtsp://[fe80::1%eth0]:554/path"
                                         << "fe80::1%eth0";
         QTest::newRow("IPv4 in IPv6") << "rtsp://[::ffff:10.0.0.1]:554/"
