@@ -51,9 +51,12 @@ AbstractVideoWidget::AbstractVideoWidget(QWidget* parent)
     qRegisterMetaType<GraphInfo>("GraphInfo");
     setFocusPolicy(Qt::WheelFocus);
     setAcceptDrops(true);
+    makeLayers();
     setStyleSheet("background-color:black;");
     setAttribute(Qt::WA_StyledBackground); // a subclass of QWidget paints the sheet's background only if told to
-    makeLayers();
+    QPalette onBlack = palette();
+    onBlack.setColor(QPalette::WindowText, Qt::white);
+    setPalette(onBlack);
 
     osdTimer.setInterval(osdIntervalMs);
     connect(&osdTimer, &QTimer::timeout, this, [this] { refreshOverlay(); });

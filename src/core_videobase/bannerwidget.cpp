@@ -42,6 +42,7 @@ BannerWidget::BannerWidget(QWidget* parent)
 {
     setObjectName("bannerWidget");
     setAttribute(Qt::WA_StyledBackground);
+    infoLabel->setStyleSheet("background:transparent;"); // an owner's sheet may give all its children a background
     initButton();
     initStyle();
 }
