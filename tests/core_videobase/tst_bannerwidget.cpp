@@ -2,6 +2,7 @@
 
 #include "qttoolkit/quihelper.h"
 #include "support/messageguard.h"
+#include "support/screen.h"
 
 #include <QEventLoop>
 #include <QHBoxLayout>
@@ -9,7 +10,6 @@
 #include <QMetaMethod>
 #include <QPainter>
 #include <QPushButton>
-#include <QScreen>
 #include <QSignalSpy>
 #include <QTest>
 #include <QTimer>
@@ -66,18 +66,12 @@ void build(BannerWidget& bar, const BannerPara& para)
     bar.initStyle();
 }
 
-bool isNear(const QColor& one, const QColor& other)
-{
-    return qAbs(one.red() - other.red()) <= 2 && qAbs(one.green() - other.green()) <= 2
-        && qAbs(one.blue() - other.blue()) <= 2;
-}
-
 int pixelsOf(const QImage& image, const QColor& color)
 {
     int count = 0;
     for (int y = 0; y < image.height(); ++y) {
         for (int x = 0; x < image.width(); ++x)
-            count += isNear(image.pixelColor(x, y), color);
+            count += Screen::isNear(image.pixelColor(x, y), color, 2);
     }
     return count;
 }
@@ -99,12 +93,6 @@ public:
     }
 
     bool isShown() { return QTest::qWaitForWindowExposed(&window); }
-
-    QImage screen(const QWidget* widget) const
-    {
-        const QRect rect(widget->mapToGlobal(QPoint()), widget->size());
-        return window.screen()->grabWindow(0, rect.x(), rect.y(), rect.width(), rect.height()).toImage();
-    }
 
     QWidget window;
     BannerWidget* bar;
@@ -593,13 +581,13 @@ private Q_SLOTS:
         stage.bar->showInfo("Camera 1");
         QVERIFY(stage.isShown());
         const QList<QPushButton*> buttons = buttonsOf(*stage.bar);
-        QTRY_VERIFY(pixelsOf(stage.screen(buttons[0]), Qt::white) > 10);
-        QVERIFY(pixelsOf(stage.screen(buttons[1]), Qt::white) > 10);
-        QTRY_VERIFY(pixelsOf(stage.screen(labelOf(*stage.bar)), Qt::white) > 10);
+        QTRY_VERIFY(pixelsOf(Screen::grab(buttons[0]), Qt::white) > 10);
+        QVERIFY(pixelsOf(Screen::grab(buttons[1]), Qt::white) > 10);
+        QTRY_VERIFY(pixelsOf(Screen::grab(labelOf(*stage.bar)), Qt::white) > 10);
 
         // 100/255 of #333333 over the blue of the window
-        const QColor background = stage.screen(stage.bar).pixelColor(200, 12);
-        QVERIFY2(isNear(background, QColor(20, 20, 142)), qPrintable(background.name()));
+        const QColor background = Screen::grab(stage.bar).pixelColor(200, 12);
+        QVERIFY2(Screen::isNear(background, QColor(20, 20, 142), 2), qPrintable(background.name()));
         QCOMPARE(buttons[1]->geometry(), QRect(377, 0, 20, 25));
         QCOMPARE(buttons[0]->geometry(), QRect(355, 0, 20, 25));
         keepPicture(stage, "horizontal");
@@ -611,13 +599,13 @@ private Q_SLOTS:
         QVERIFY(stage.isShown());
         const QColor pressColor("#5EC7D9");
         QPushButton* button = buttonsOf(*stage.bar).first();
-        QTRY_VERIFY(pixelsOf(stage.screen(button), Qt::white) > 10);
+        QTRY_VERIFY(pixelsOf(Screen::grab(button), Qt::white) > 10);
         QTest::mousePress(button, Qt::LeftButton);
-        QTRY_VERIFY(pixelsOf(stage.screen(button), pressColor) > 10);
-        QCOMPARE(pixelsOf(stage.screen(button), Qt::white), 0);
+        QTRY_VERIFY(pixelsOf(Screen::grab(button), pressColor) > 10);
+        QCOMPARE(pixelsOf(Screen::grab(button), Qt::white), 0);
         keepPicture(stage, "pressed");
         QTest::mouseRelease(button, Qt::LeftButton);
-        QTRY_VERIFY(pixelsOf(stage.screen(button), Qt::white) > 10);
+        QTRY_VERIFY(pixelsOf(Screen::grab(button), Qt::white) > 10);
     }
 
     void screen_recolorsTheIcons_whenTheStyleChanges()
@@ -628,7 +616,7 @@ private Q_SLOTS:
         para.bannerTextColor = QColor(255, 128, 0);
         stage.bar->setBannerPara(para);
         stage.bar->initStyle();
-        QTRY_VERIFY(pixelsOf(stage.screen(buttonsOf(*stage.bar).first()), QColor(255, 128, 0)) > 10);
+        QTRY_VERIFY(pixelsOf(Screen::grab(buttonsOf(*stage.bar).first()), QColor(255, 128, 0)) > 10);
     }
 
     void screen_showsTheButtonsAtTheEnd_whenTheBarIsVertical()
@@ -636,10 +624,10 @@ private Q_SLOTS:
         Stage stage(paraWith({"btnTalk", "btnSound"}, 2), QRect(0, 0, 25, 300));
         QVERIFY(stage.isShown());
         const QList<QPushButton*> buttons = buttonsOf(*stage.bar);
-        QTRY_VERIFY(pixelsOf(stage.screen(buttons[0]), Qt::white) > 10);
+        QTRY_VERIFY(pixelsOf(Screen::grab(buttons[0]), Qt::white) > 10);
         QCOMPARE(buttons[1]->geometry(), QRect(5, 280, 17, 20));
         QCOMPARE(buttons[0]->geometry(), QRect(5, 258, 17, 20));
-        QCOMPARE(pixelsOf(stage.screen(stage.bar).copy(0, 0, 25, 250), Qt::white), 0);
+        QCOMPARE(pixelsOf(Screen::grab(stage.bar).copy(0, 0, 25, 250), Qt::white), 0);
         keepPicture(stage, "vertical");
     }
 
@@ -681,7 +669,7 @@ private:
     {
         const QString directory = qEnvironmentVariable("BANNER_PICTURES");
         if (!directory.isEmpty())
-            QVERIFY(stage.screen(&stage.window).save(directory + '/' + name + ".png"));
+            QVERIFY(Screen::grab(&stage.window).save(directory + '/' + name + ".png"));
     }
 };
 

@@ -1,4 +1,3 @@
-#include <QApplication>
 #include <QFile>
 #include <QLibrary>
 #include <QTest>
@@ -36,5 +35,5 @@ private:
     }
 };
 
-QTEST_MAIN(TestResourceLoading)
+QTEST_GUILESS_MAIN(TestResourceLoading)
 #include "tst_resourceloading.moc"
