@@ -34,17 +34,21 @@ std::unique_ptr<IDecodeToPcm> makeDecoder(unsigned audioCodec)
 }
 } // namespace
 
-G7ToAac::G7ToAac() = default;
+G7ToAac::G7ToAac()
+    : parameters{EASY_AACENCODER_G711A, 1, {0, 0}, 8000, decodedBits, 0}
+{
+}
 
 G7ToAac::~G7ToAac() = default;
 
-bool G7ToAac::init(const Easy_AACEncoder_Record& record) { return init(record, makeDecoder(record.audioCodec)); }
+bool G7ToAac::init(const Easy_AACEncoder_Record& values) { return init(values, makeDecoder(values.audioCodec)); }
 
-bool G7ToAac::init(const Easy_AACEncoder_Record& record, std::unique_ptr<IDecodeToPcm> chunkDecoder)
+bool G7ToAac::init(const Easy_AACEncoder_Record& values, std::unique_ptr<IDecodeToPcm> chunkDecoder)
 {
-    if (!isPossible(record) || chunkDecoder->init(record) != 0)
+    parameters = values;
+    if (!isPossible(values) || chunkDecoder->init(values) != 0)
         return false;
-    faac = FaacEncoder::open(record.sampleRate, record.channels, record.pcmBitSize);
+    faac = FaacEncoder::open(values.sampleRate, values.channels, values.pcmBitSize);
     const auto pcmBytes = std::size_t(chunkDecoder->pcmSize());
     // A chunk completes one frame at most, so its samples must not be more than a frame's.
     if (!faac || pcmBytes > faac->frameBytes())
@@ -57,6 +61,8 @@ bool G7ToAac::init(const Easy_AACEncoder_Record& record, std::unique_ptr<IDecode
     decoder = std::move(chunkDecoder);
     return true;
 }
+
+const Easy_AACEncoder_Record& G7ToAac::record() const { return parameters; }
 
 int G7ToAac::encode(const unsigned char* input, unsigned int length, unsigned char* output, unsigned int* outputLength)
 {

@@ -23,11 +23,14 @@ public:
     G7ToAac(const G7ToAac&) = delete;
     G7ToAac& operator=(const G7ToAac&) = delete;
 
-    /// Sets up for @p record. False when no encoder can be made for it; the object then only deserves destruction.
-    bool init(const Easy_AACEncoder_Record& record);
+    /// Sets up for @p values. False when no encoder can be made for it; the object then only deserves destruction.
+    bool init(const Easy_AACEncoder_Record& values);
 
-    /// The same with a decoder of the caller's own instead of the one that record.audioCodec names.
-    bool init(const Easy_AACEncoder_Record& record, std::unique_ptr<IDecodeToPcm> decoder);
+    /// The same with a decoder of the caller's own instead of the one that values.audioCodec names.
+    bool init(const Easy_AACEncoder_Record& values, std::unique_ptr<IDecodeToPcm> decoder);
+
+    /// What init() was given; before, one channel of A-law at 8000 Hz with 16-bit samples.
+    const Easy_AACEncoder_Record& record() const;
 
     /// What Easy_AACEncoder_Encode() does. Returns 0 before init().
     int encode(const unsigned char* input, unsigned int length, unsigned char* output, unsigned int* outputLength);
@@ -39,6 +42,7 @@ private:
     bool completeFrame(std::size_t decoded, unsigned char* output, unsigned int* outputLength);
     bool encodeFrame(unsigned char* output, unsigned int* outputLength);
 
+    Easy_AACEncoder_Record parameters;
     std::unique_ptr<IDecodeToPcm> decoder;
     std::unique_ptr<FaacEncoder> faac;
     std::vector<unsigned char> inputBuffer;
