@@ -11,6 +11,7 @@
 #include "aacencoder/g726topcm.h"
 
 #include <QByteArray>
+#include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QVector>
@@ -112,10 +113,11 @@ void encodeWithFaac(QVector<qint16>& samples)
 
 bool encodeWithCommand(const QString& pcmFile, const QString& aacFile)
 {
-    return QProcess::execute(
-               "faac",
-               {"-v0", "-P", "-R", QString::number(sampleRate), "-C", "1", "--overwrite", "-o", aacFile, pcmFile})
-        == 0;
+    QProcess faac;
+    faac.setStandardErrorFile(QProcess::nullDevice());
+    faac.start("faac",
+               {"-v0", "-P", "-R", QString::number(sampleRate), "-C", "1", "--overwrite", "-o", aacFile, pcmFile});
+    return faac.waitForFinished(-1) && faac.exitStatus() == QProcess::NormalExit && faac.exitCode() == 0;
 }
 
 double median(QVector<double> values)

@@ -1,5 +1,7 @@
 #include "aacencoder/g726decoder.h"
 
+#include <QtAlgorithms>
+
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
@@ -76,8 +78,7 @@ G726Decoder::Float G726Decoder::toFloat(int magnitude, bool negative)
 {
     Float number;
     number.negative = negative;
-    while (magnitude >> number.exponent)
-        ++number.exponent;
+    number.exponent = 32 - int(qCountLeadingZeroBits(quint32(magnitude)));
     if (magnitude)
         number.mantissa = (magnitude << 6) >> number.exponent;
     return number;
