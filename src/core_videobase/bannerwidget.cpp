@@ -146,11 +146,14 @@ void BannerWidget::makeLayout()
     if (isVertical()) {
         box = new QVBoxLayout;
         box->addStretch();
+        infoLabel->hide();
     } else {
         box = new QHBoxLayout;
         box->addWidget(infoLabel);
+        // Showing it before the bar has its own style sheet would fix its colours to those of the parent's.
+        if (infoLabel->testAttribute(Qt::WA_WState_ExplicitShowHide))
+            infoLabel->show();
     }
-    infoLabel->setVisible(!isVertical());
     box->setContentsMargins(para.margins);
     box->setSpacing(para.spacing);
     setLayout(box);

@@ -426,11 +426,16 @@ private Q_SLOTS:
         BannerWidget* bar = stage.bar;
         QSignalSpy spy(bar, reported);
         const QPointer<QPushButton> clicked = buttonsOf(*bar).first();
-        connect(bar, reported, bar, [bar] { build(*bar, paraWith({"btnSnap", "btnSound"})); });
+        bool outlivesItsOwnClick = false;
+        connect(bar, reported, bar, [&] {
+            build(*bar, paraWith({"btnSnap", "btnSound"}));
+            outlivesItsOwnClick = !clicked.isNull();
+        });
 
         clickAs(clicked);
         QCOMPARE(spy.size(), 1);
         QCOMPARE(spy[0][0].toString(), QString("btnTalkMuted"));
+        QVERIFY(outlivesItsOwnClick);
         QCOMPARE(namesOf(*bar), QStringList({"btnSnap", "btnSound"}));
         QTRY_VERIFY(clicked.isNull());
     }
@@ -617,6 +622,32 @@ private Q_SLOTS:
         stage.bar->setBannerPara(para);
         stage.bar->initStyle();
         QTRY_VERIFY(pixelsOf(Screen::grab(buttonsOf(*stage.bar).first()), QColor(255, 128, 0)) > 10);
+    }
+
+    // Displays have a style sheet of their own, which reaches every widget in them.
+    void screen_showsTheTextInItsColor_whenTheParentHasAStyleSheet()
+    {
+        QWidget window;
+        window.setGeometry(50, 50, 400, 300);
+        window.setStyleSheet("background-color:black;");
+        BannerWidget bar(&window);
+        bar.setGeometry(0, 0, 400, 25);
+        bar.showInfo("Camera 1");
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        QTRY_VERIFY(pixelsOf(Screen::grab(labelOf(bar)), Qt::white) > 10);
+
+        BannerPara para;
+        para.bannerTextColor = QColor(255, 128, 0);
+        build(bar, para);
+        QTRY_VERIFY(pixelsOf(Screen::grab(labelOf(bar)), para.bannerTextColor) > 10);
+
+        para.position = 3;
+        build(bar, para);
+        para.position = 1;
+        para.bannerTextColor = QColor(0, 255, 128);
+        build(bar, para);
+        QTRY_VERIFY(pixelsOf(Screen::grab(labelOf(bar)), para.bannerTextColor) > 10);
     }
 
     void screen_showsTheButtonsAtTheEnd_whenTheBarIsVertical()
