@@ -65,3 +65,14 @@ inline SwrContext* allocStereoConverter(int channels, AVSampleFormat format, int
                               av_get_default_channel_layout(channels), format, inputRate, 0, nullptr);
 #endif
 }
+
+/// Front left and front right, however many channels there are: the sound's own header tells the decoder.
+inline void setFrontChannels(AVCodecParameters* parameters, [[maybe_unused]] int channels)
+{
+#if VANTOR_FFMPEG_CHANNEL_LAYOUT_STRUCT
+    av_channel_layout_from_mask(&parameters->ch_layout, AV_CH_LAYOUT_STEREO);
+#else
+    parameters->channels = channels;
+    parameters->channel_layout = AV_CH_LAYOUT_STEREO;
+#endif
+}

@@ -1,0 +1,592 @@
+#include "core_videosave/savemp4ffmpeg.h"
+
+#include "aacencoder/easyaacencoder.h"
+#include "core_ffmpeg/ffmpegcompat.h"
+#include "core_ffmpeg/ffmpeghelper.h"
+#include "core_ffmpeg/ffmpegptr.h"
+#include "core_videosave/adts.h"
+#include "core_videosave/alaw.h"
+#include "core_videosave/countingsemaphore.h"
+#include "core_videosave/outputcontext.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QLoggingCategory>
+
+#include <atomic>
+#include <cstddef>
+#include <cstring>
+#include <deque>
+#include <mutex>
+#include <vector>
+
+extern "C" {
+#include <libavutil/mathematics.h>
+}
+
+namespace {
+Q_LOGGING_CATEGORY(lcMp4, "vantor.save.mp4")
+
+constexpr size_t longestQueue = 100;
+constexpr size_t aacBufferBytes = 16384;
+constexpr int encoderBits = 16;
+constexpr int outputFrameSize = 320;
+
+/// Of this much input the encoder completes two frames at most, which fit in the buffer with room to spare.
+constexpr int encoderInputBytes = 1600;
+
+/// Device time stamps in milliseconds.
+constexpr quint64 longestStepMs = 1000;
+constexpr quint64 joinedStepMs = 500;
+constexpr quint64 noticedStepMs = 300;
+
+constexpr auto rounding = static_cast<AVRounding>(AV_ROUND_NEAR_INF | AV_ROUND_PASS_MINMAX);
+
+constexpr char saveVideoError[] = "write video [%1:%2][pts:%3][%4]";
+constexpr char saveAudioError[] = "write audio [%1:%2][pts:%3][%4]";
+constexpr char drainVideoError[] = "write video[%1:%2]";
+constexpr char drainAudioError[] = "write audio[%1:%2]";
+
+struct ReleaseEncoder
+{
+    void operator()(Easy_AACEncoder* encoder) const { Easy_AACEncoder_Release(encoder); }
+};
+using AacEncoderPtr = std::unique_ptr<Easy_AACEncoder, ReleaseEncoder>;
+
+uint8_t encoderInputOf(int codec)
+{
+    switch (codec) {
+    case 33: return EASY_AACENCODER_G711A;
+    case 34: return EASY_AACENCODER_G711U;
+    default: return EASY_AACENCODER_PCM16;
+    }
+}
+
+bool setExtradataOf(AVCodecParameters* parameters, const QByteArray& bytes)
+{
+    if (bytes.isEmpty())
+        return true;
+    auto* copy = static_cast<uint8_t*>(av_mallocz(size_t(bytes.size()) + AV_INPUT_BUFFER_PADDING_SIZE));
+    if (!copy)
+        return false;
+    std::memcpy(copy, bytes.constData(), size_t(bytes.size()));
+    parameters->extradata = copy; // freed with the parameters
+    parameters->extradata_size = bytes.size();
+    return true;
+}
+} // namespace
+
+/// The output and what feeds it. Between init() and the end of close() the recorder thread's, except for the queue.
+struct SaveMp4FFmpeg::Writer
+{
+    std::mutex queueMutex;
+    std::deque<AvPacketPtr> packetQueue; // guarded by queueMutex
+    CountingSemaphore saveSemaphore;
+
+    OutputContext format;
+    BsfContextPtr bsf;
+    AacEncoderPtr aacEncoder;
+    std::vector<uint8_t> aacBuffer = std::vector<uint8_t>(aacBufferBytes);
+
+    // Constant between init() and close().
+    std::atomic<int> videoIndex{-1};
+    std::atomic<int> audioIndex{-1};
+    AVRational videoTimeBase{0, 1};
+    AVRational audioTimeBase{0, 1};
+
+    bool hasWrittenVideo = false;
+    bool hasWrittenAudio = false;
+    qint64 nextAudioDts = AV_NOPTS_VALUE; // in the time base of the stream
+
+    size_t queued()
+    {
+        const std::lock_guard<std::mutex> lock(queueMutex);
+        return packetQueue.size();
+    }
+
+    AvPacketPtr take()
+    {
+        const std::lock_guard<std::mutex> lock(queueMutex);
+        if (packetQueue.empty())
+            return nullptr;
+        AvPacketPtr packet = std::move(packetQueue.front());
+        packetQueue.pop_front();
+        return packet;
+    }
+
+    void clearQueue()
+    {
+        const std::lock_guard<std::mutex> lock(queueMutex);
+        packetQueue.clear();
+    }
+};
+
+SaveMp4FFmpeg::SaveMp4FFmpeg(QObject* parent)
+    : AbstractSaveThread(parent)
+    , writer(std::make_unique<Writer>())
+{
+}
+
+SaveMp4FFmpeg::~SaveMp4FFmpeg() { SaveMp4FFmpeg::stop(); }
+
+void SaveMp4FFmpeg::setExtradata(const QByteArray& video) { videoExtradata = video; }
+
+AVCodecID SaveMp4FFmpeg::codecIdOf(int codec)
+{
+    switch (codec) {
+    case 1: return AV_CODEC_ID_H264;
+    case 2: return AV_CODEC_ID_HEVC;
+    case 33: return AV_CODEC_ID_PCM_ALAW;
+    case 34: return AV_CODEC_ID_PCM_MULAW;
+    case 35: return AV_CODEC_ID_PCM_S16LE;
+    default: return AV_CODEC_ID_NONE;
+    }
+}
+
+bool SaveMp4FFmpeg::hasAudio() const { return writer->audioIndex >= 0; }
+
+void SaveMp4FFmpeg::setPara(XVideoEncPara vcodecPar, XAudioEncPara acodecPar, int timeout)
+{
+    videoPara = vcodecPar;
+    audioPara = acodecPar;
+    readTimeout = timeout;
+}
+
+void SaveMp4FFmpeg::setTimebase(AVRational vTimebase) { timebase = vTimebase; }
+
+void SaveMp4FFmpeg::setJoin(bool enable) { join = enable; }
+
+bool SaveMp4FFmpeg::isVideoRecordable() const
+{
+    return (videoPara.codec == 1 || videoPara.codec == 2) && videoPara.width >= 1 && videoPara.height >= 1;
+}
+
+bool SaveMp4FFmpeg::isAudioRecordable() const
+{
+    return audioPara.codec >= 33 && audioPara.codec <= 35 && audioPara.sampleRate >= 1 && audioPara.bitWidth >= 1
+        && audioPara.channels >= 1;
+}
+
+// --- Opening
+
+bool SaveMp4FFmpeg::init()
+{
+    const QString name = fileName();
+    if (name.isEmpty()) {
+        qCCritical(lcMp4).noquote() << "file name is empty";
+        return false;
+    }
+    writer->clearQueue();
+    started = false;
+    if (!writer->saveSemaphore.reset()) {
+        qCCritical(lcMp4).noquote() << "CreateSemaphore NULL";
+        return false;
+    }
+    QDir().mkpath(QFileInfo(name).absolutePath());
+    if (createMp4(name.toUtf8().constData()) != 0) {
+        qCCritical(lcMp4).noquote() << QString("could not create %1").arg(name);
+        return false;
+    }
+    return !isAudioRecordable() || openEncoder();
+}
+
+bool SaveMp4FFmpeg::openEncoder()
+{
+    Easy_AACEncoder_Record record = {};
+    record.audioCodec = encoderInputOf(audioPara.codec);
+    record.channels = static_cast<uint8_t>(audioPara.channels);
+    record.sampleRate = static_cast<uint32_t>(audioPara.sampleRate);
+    record.pcmBitSize = encoderBits;
+    writer->aacEncoder.reset(Easy_AACEncoder_Init(record));
+    if (!writer->aacEncoder)
+        qCCritical(lcMp4).noquote() << "could not open the AAC encoder";
+    return writer->aacEncoder != nullptr;
+}
+
+int SaveMp4FFmpeg::createMp4(const char* name)
+{
+    writer->bsf.reset();
+    writer->format.reset();
+    writer->hasWrittenVideo = false;
+    writer->hasWrittenAudio = false;
+    writer->nextAudioDts = AV_NOPTS_VALUE;
+
+    if (!writer->format.allocate(nullptr, name)) {
+        qCWarning(lcMp4).noquote() << "Could not deduce output format from file extension: using MPEG.";
+        if (!writer->format.allocate("mpeg", name)) {
+            qCCritical(lcMp4).noquote() << "avformat_alloc_output_context2 fail";
+            return failCreation(1);
+        }
+    }
+    if (isVideoRecordable() && !addVideoStream()) {
+        qCCritical(lcMp4).noquote() << "addStream video fail";
+        return failCreation(2);
+    }
+    if (isAudioRecordable()) {
+        if (!openFilter())
+            return failCreation(3);
+        if (!addAudioStream()) {
+            qCCritical(lcMp4).noquote() << "addStream audio fail";
+            return failCreation(4);
+        }
+    }
+    if (writer->format.openFile(name) < 0) {
+        qCCritical(lcMp4, "could not open %s", name);
+        return failCreation(5);
+    }
+    return writeHeader();
+}
+
+int SaveMp4FFmpeg::failCreation(int error)
+{
+    writer->bsf.reset();
+    writer->format.reset();
+    qCCritical(lcMp4, "createMp4 err = %d", error);
+    return -1;
+}
+
+int SaveMp4FFmpeg::writeHeader()
+{
+    AvDictionary options;
+    options.set("movflags", "frag_keyframe+delay_moov");
+    // A fragment reaches the file when it is complete, not when the next one pushes it out.
+    writer->format->flags |= AVFMT_FLAG_FLUSH_PACKETS;
+    const int result = avformat_write_header(writer->format.get(), options.address());
+    if (result < 0) {
+        qCCritical(lcMp4).noquote() << QString("Error occurred when opening output file : %1")
+                                           .arg(FFmpegHelper::getError(result));
+        const int failed = failCreation(6);
+        removeEmptyFile(fileName());
+        return failed;
+    }
+    if (writer->videoIndex >= 0)
+        writer->videoTimeBase = writer->format->streams[writer->videoIndex]->time_base;
+    if (writer->audioIndex >= 0)
+        writer->audioTimeBase = writer->format->streams[writer->audioIndex]->time_base;
+    return 0;
+}
+
+bool SaveMp4FFmpeg::openFilter()
+{
+    const AVBitStreamFilter* filter = av_bsf_get_by_name("aac_adtstoasc");
+    AVBSFContext* context = nullptr;
+    if (!filter || av_bsf_alloc(filter, &context) < 0)
+        return false;
+    writer->bsf.reset(context);
+    context->par_in->codec_type = AVMEDIA_TYPE_AUDIO;
+    context->par_in->codec_id = AV_CODEC_ID_AAC;
+    return av_bsf_init(context) >= 0;
+}
+
+AVStream* SaveMp4FFmpeg::addStream(AVFormatContext* context, AVCodecID codecId)
+{
+    const AVCodec* codec = avcodec_find_decoder(codecId);
+    if (!codec) {
+        qCCritical(lcMp4, "could not find encoder for '%s'", avcodec_get_name(codecId));
+        return nullptr;
+    }
+    AVStream* stream = avformat_new_stream(context, nullptr);
+    if (!stream) {
+        qCCritical(lcMp4).noquote() << "could not allocate stream";
+        return nullptr;
+    }
+    stream->id = stream->index;
+    stream->codecpar->codec_id = codecId;
+    stream->codecpar->codec_type = codec->type;
+    stream->codecpar->codec_tag = 0;
+    return stream;
+}
+
+bool SaveMp4FFmpeg::addVideoStream()
+{
+    AVStream* stream = addStream(writer->format.get(), codecIdOf(videoPara.codec));
+    if (!stream)
+        return false;
+    stream->codecpar->width = videoPara.width;
+    stream->codecpar->height = videoPara.height;
+    writer->videoIndex = stream->index;
+    return setExtradataOf(stream->codecpar, videoExtradata);
+}
+
+bool SaveMp4FFmpeg::addAudioStream()
+{
+    AVStream* stream = addStream(writer->format.get(), AV_CODEC_ID_AAC);
+    if (!stream)
+        return false;
+    AVCodecParameters* parameters = stream->codecpar;
+    parameters->sample_rate = audioPara.sampleRate;
+    setFrontChannels(parameters, audioPara.channels);
+    parameters->bit_rate = static_cast<int64_t>(audioPara.bitWidth) * audioPara.channels * audioPara.sampleRate;
+    parameters->frame_size = outputFrameSize;
+    writer->audioIndex = stream->index;
+    // Known before the first sound comes, so that pictures needn't wait for it.
+    return setExtradataOf(parameters, Adts::audioSpecificConfig(audioPara.sampleRate, audioPara.channels));
+}
+
+// --- Stamping and queueing, on the producer's thread
+
+void SaveMp4FFmpeg::writeData(XFrameHeader* frame)
+{
+    if (!frame)
+        return;
+    const bool isVideo = frame->frameType <= XFrameHeader::LastVideoFrame;
+    const bool isAudio = frame->frameType == XFrameHeader::AudioFrame;
+    const int index = isVideo ? writer->videoIndex.load() : isAudio ? writer->audioIndex.load() : -1;
+    if (index < 0) {
+        qCWarning(lcMp4, "videoIndex = %d, audioIndex = %d", writer->videoIndex.load(), writer->audioIndex.load());
+        return;
+    }
+    AvPacketPtr packet = makePacket();
+    if (!packet || frame->length > XFrameHeader::largestPayload
+        || av_new_packet(packet.get(), static_cast<int>(frame->length)) < 0) {
+        qCCritical(lcMp4).noquote() << QString("no packet for a frame of %1 bytes").arg(frame->length);
+        return;
+    }
+    std::memcpy(packet->data, reinterpret_cast<const uint8_t*>(frame) + offsetof(XFrameHeader, data), frame->length);
+    packet->stream_index = index;
+    if (frame->frameType == XFrameHeader::VideoKeyFrame)
+        packet->flags |= AV_PKT_FLAG_KEY;
+
+    if (!started) {
+        started = true;
+        firstPts = frame->timestamp;
+        lastVideoTime = frame->timestamp;
+        joinOffset = 0;
+    }
+    if (isVideo)
+        joinGap(frame->timestamp);
+    const quint64 time = join ? frame->timestamp - joinOffset : frame->timestamp;
+    const auto pts = static_cast<qint64>(time);
+    stampPacket(packet.get(), isVideo, pts, pts);
+    writePacket(packet.release());
+}
+
+/// Unsigned on purpose: a step backwards wraps around and lowers the offset.
+void SaveMp4FFmpeg::joinGap(quint64 time)
+{
+    const quint64 step = time - lastVideoTime;
+    if (lastVideoTime != firstPts && (step < 1 || step > longestStepMs))
+        joinOffset += step - joinedStepMs;
+    if (step > noticedStepMs) {
+        qCWarning(lcMp4, "-----cur pts = %llu, last pts = %llu, [%s]", time, lastVideoTime,
+                  fileName().toUtf8().constData());
+    }
+    lastVideoTime = time;
+}
+
+void SaveMp4FFmpeg::writeData(AVPacket* packet, bool video)
+{
+    if (!packet)
+        return;
+    const int index = video ? writer->videoIndex : writer->audioIndex;
+    if (video && packet->pts != AV_NOPTS_VALUE)
+        lastPts = packet->pts;
+    else if (video && packet->dts != AV_NOPTS_VALUE)
+        lastPts = packet->dts;
+    if (index < 0) {
+        qCWarning(lcMp4, "videoIndex = %d, audioIndex = %d", writer->videoIndex.load(), writer->audioIndex.load());
+        return;
+    }
+    AvPacketPtr clone(av_packet_clone(packet));
+    if (!clone) {
+        qCCritical(lcMp4).noquote() << "av_packet_clone fail";
+        return;
+    }
+    clone->stream_index = index;
+    const bool isFirst = !started;
+    if (isFirst) {
+        started = true;
+        firstPts = static_cast<quint64>(lastPts);
+    }
+    const qint64 pts = lastPts - static_cast<qint64>(firstPts);
+    // Pictures that are shown later than they are decoded keep their decode time; the muxer wants it ascending.
+    qint64 dts = video && packet->dts != AV_NOPTS_VALUE ? packet->dts - static_cast<qint64>(firstPts) : pts;
+    if (video && !isFirst)
+        dts = qMax(dts, lastVideoDts + 1);
+    if (video)
+        lastVideoDts = dts;
+    stampPacket(clone.get(), video, qMax(pts, dts), dts);
+    writePacket(clone.release());
+}
+
+void SaveMp4FFmpeg::stampPacket(AVPacket* packet, bool video, qint64 pts, qint64 dts)
+{
+    const AVRational target = video ? writer->videoTimeBase : writer->audioTimeBase;
+    packet->pts = av_rescale_q_rnd(pts, timebase, target, rounding);
+    packet->dts = av_rescale_q_rnd(dts, timebase, target, rounding);
+    packet->duration = 0;
+    packet->pos = -1;
+}
+
+void SaveMp4FFmpeg::writePacket(AVPacket* packet)
+{
+    AvPacketPtr owned(packet);
+    if (writer->queued() >= longestQueue) {
+        qCWarning(lcMp4).noquote() << "queue is full";
+        return;
+    }
+    if (enqueue(owned.get())) {
+        owned.release();
+        writer->saveSemaphore.release();
+    } else {
+        qCWarning(lcMp4).noquote() << "";
+    }
+}
+
+bool SaveMp4FFmpeg::enqueue(AVPacket* packet)
+{
+    const std::lock_guard<std::mutex> lock(writer->queueMutex);
+    if (writer->packetQueue.size() >= longestQueue) {
+        qCWarning(lcMp4).noquote() << "packet queue is full";
+        return false;
+    }
+    writer->packetQueue.emplace_back(packet);
+    return true;
+}
+
+// --- Writing, on the recorder thread
+
+void SaveMp4FFmpeg::save()
+{
+    const unsigned result = writer->saveSemaphore.wait(readTimeout);
+    if (result == CountingSemaphore::TimedOut)
+        qCInfo(lcMp4).noquote() << "WaitForSingleObject timeout";
+    else if (result != CountingSemaphore::Acquired)
+        qCInfo(lcMp4, "WaitForSingleObject save data Semaphore dw=%u", result);
+    writeQueued(saveVideoError, saveAudioError);
+    endOnFileError();
+}
+
+bool SaveMp4FFmpeg::writeQueued(const char* videoError, const char* audioError)
+{
+    const AvPacketPtr packet = writer->take();
+    if (!packet)
+        return false;
+    if (packet->stream_index == writer->videoIndex)
+        writeVideo(packet.get(), videoError);
+    else if (packet->stream_index == writer->audioIndex)
+        writeAudio(packet.get(), audioError);
+    return true;
+}
+
+void SaveMp4FFmpeg::writeVideo(AVPacket* packet, const char* pattern)
+{
+    AVFormatContext* format = writer->format.get();
+    // The muxer keeps the head of the file back until every stream has data. A source that never sends the sound it
+    // announced must not cost the pictures after a crash, so the head is asked for at the second key frame.
+    const bool isKey = (packet->flags & AV_PKT_FLAG_KEY) != 0;
+    if (isKey && writer->audioIndex >= 0 && !writer->hasWrittenAudio && writer->hasWrittenVideo)
+        av_write_frame(format, nullptr);
+    const int result = av_write_frame(format, packet);
+    writer->hasWrittenVideo = true;
+    if (result < 0)
+        report(pattern, result, packet);
+}
+
+void SaveMp4FFmpeg::writeAudio(AVPacket* packet, const char* pattern)
+{
+    const AvPacketPtr encoded(av_packet_clone(packet));
+    if (!encoded || !audioG711ToAAC(packet, encoded.get()))
+        return;
+    // One call may have completed several frames; the filter takes them one by one.
+    for (const QByteArray& frame : Adts::split(encoded->data, encoded->size)) {
+        const AvPacketPtr single = makePacket();
+        if (!single || av_new_packet(single.get(), frame.size()) < 0)
+            return;
+        std::memcpy(single->data, frame.constData(), size_t(frame.size()));
+        av_packet_copy_props(single.get(), encoded.get());
+        single->stream_index = encoded->stream_index;
+        writeFiltered(single.get(), pattern);
+    }
+}
+
+void SaveMp4FFmpeg::writeFiltered(AVPacket* packet, const char* pattern)
+{
+    const int error = av_bsf_send_packet(writer->bsf.get(), packet);
+    if (error != 0)
+        qCCritical(lcMp4).noquote() << QString("errno:[%1] filter audio error").arg(error);
+    if (av_bsf_receive_packet(writer->bsf.get(), packet) != 0)
+        return;
+    // Frames that fell on one time stamp follow each other.
+    if (writer->nextAudioDts != AV_NOPTS_VALUE && packet->dts < writer->nextAudioDts - Adts::samplesPerFrame / 2)
+        packet->pts = packet->dts = writer->nextAudioDts;
+    writer->nextAudioDts = packet->dts
+        + av_rescale_q(Adts::samplesPerFrame, AVRational{1, audioPara.sampleRate}, writer->audioTimeBase);
+    const int result = av_write_frame(writer->format.get(), packet);
+    writer->hasWrittenAudio = true;
+    if (result < 0)
+        report(pattern, result, packet);
+}
+
+bool SaveMp4FFmpeg::audioG711ToAAC(AVPacket* in, AVPacket* out)
+{
+    if (!writer->aacEncoder || !in || !out) {
+        qCCritical(lcMp4).noquote() << "there is no AAC encoder";
+        return false;
+    }
+    // The encoder expands every input but µ-law from A-law.
+    const QByteArray codes = audioPara.codec == 35
+        ? Alaw::fromLinear(in->data, in->size)
+        : QByteArray::fromRawData(reinterpret_cast<const char*>(in->data), in->size);
+    QByteArray output;
+    for (int offset = 0; offset < codes.size(); offset += encoderInputBytes) {
+        const int length = qMin(encoderInputBytes, codes.size() - offset);
+        unsigned int written = 0;
+        const int bytes = Easy_AACEncoder_Encode(writer->aacEncoder.get(),
+                                                 reinterpret_cast<const uint8_t*>(codes.constData()) + offset,
+                                                 static_cast<unsigned>(length), writer->aacBuffer.data(), &written);
+        if (bytes > 0)
+            output.append(reinterpret_cast<const char*>(writer->aacBuffer.data()), bytes);
+    }
+    if (output.isEmpty())
+        return false;
+    const AvPacketPtr resized = makePacket();
+    if (!resized || av_new_packet(resized.get(), output.size()) < 0)
+        return false;
+    std::memcpy(resized->data, output.constData(), size_t(output.size()));
+    av_packet_copy_props(resized.get(), out);
+    resized->stream_index = out->stream_index;
+    av_packet_unref(out);
+    av_packet_move_ref(out, resized.get());
+    return true;
+}
+
+void SaveMp4FFmpeg::report(const char* pattern, int error, const AVPacket* packet)
+{
+    QString line = QString(pattern).arg(error).arg(FFmpegHelper::getError(error));
+    if (line.contains("%3"))
+        line = line.arg(packet->pts).arg(fileName());
+    qCCritical(lcMp4).noquote() << line;
+}
+
+void SaveMp4FFmpeg::endOnFileError()
+{
+    // The error stays with the file; the producer may have more luck with the next one.
+    if (writer->format && writer->format.fileError() < 0)
+        stopped = true;
+}
+
+void SaveMp4FFmpeg::close()
+{
+    while (writeQueued(drainVideoError, drainAudioError)) { }
+    writer->clearQueue();
+    writer->videoIndex = -1;
+    writer->audioIndex = -1;
+    if (writer->format) {
+        if (writer->format.needsFile())
+            av_write_trailer(writer->format.get());
+        writer->format.reset();
+    }
+    writer->bsf.reset();
+    writer->aacEncoder.reset();
+    removeEmptyFile(fileName());
+}
+
+void SaveMp4FFmpeg::stop()
+{
+    // First, so that a pass that wakes sees it.
+    if (running && isRunning())
+        stopped = true;
+    writer->saveSemaphore.release();
+    AbstractSaveThread::stop();
+}
