@@ -3,6 +3,7 @@
 #include "core_ffmpeg/ffmpeghelper.h"
 #include "core_video/ffmpegvideothread_p.h"
 #include "core_videobase/clock.h"
+#include "core_videosave/savemp4ffmpeg.h"
 
 #include <QLoggingCategory>
 #include <QTransform>
@@ -55,7 +56,7 @@ FFmpegVideoThread::FFmpegVideoThread(QObject* parent)
 {
 }
 
-FFmpegVideoThread::~FFmpegVideoThread() = default;
+FFmpegVideoThread::~FFmpegVideoThread() { qDeleteAll(savers); }
 
 void FFmpegVideoThread::setAddressTest(bool enable) { addressTest = enable; }
 
@@ -150,6 +151,7 @@ void FFmpegVideoThread::run()
     }
 
     const bool isReopenAsked = loop == Loop::Reconnect || (errorCount >= 2 && readTimeout >= 1);
+    stopAllFiles();
     reopening = isReopenAsked && !isStopAsked();
     closeSource();
     isOk = false;
@@ -238,7 +240,7 @@ FFmpegVideoThread::Loop FFmpegVideoThread::finishRead(int result)
     return errorCount >= mostReadErrors ? Loop::End : Loop::Continue;
 }
 
-FFmpegVideoThread::Loop FFmpegVideoThread::handlePacket(const AVPacket* packet)
+FFmpegVideoThread::Loop FFmpegVideoThread::handlePacket(AVPacket* packet)
 {
     timeoutHit = false;
     errorCount = 0;
@@ -259,6 +261,7 @@ FFmpegVideoThread::Loop FFmpegVideoThread::handlePacket(const AVPacket* packet)
         loop = decodeVideo(packet);
     else if (keyFrameSeen && packet->stream_index == source->audioIndex)
         decodeAudio(packet);
+    saveMP4(packet, isVideoKey);
 
     // The time that the displays took is not the source's.
     updateTime();

@@ -87,7 +87,7 @@ private:
     void openSource();
     void closeSource();
     Loop finishRead(int result);
-    Loop handlePacket(const AVPacket* packet);
+    Loop handlePacket(AVPacket* packet);
     void waitWhilePaused();
     void paceAndReport(const AVPacket* packet);
     void seekIfAsked();
@@ -109,6 +109,14 @@ private:
     void initFrames();
     bool isHardwareDecoding() const;
     bool followAudioFormat();
+
+    void saveMP4(AVPacket* packet, bool isVideoKey);
+    void followInterval(RecordType type);
+    void startFile(RecordType type);
+    void stopFile(RecordType type);
+    void stopAllFiles();
+    XVideoEncPara recordedVideo() const;
+    XAudioEncPara recordedAudio() const;
 
     Loop decodeVideo(const AVPacket* packet);
     void decodeAudio(const AVPacket* packet);

@@ -5,6 +5,7 @@
 #include "core_ffmpeg/pictureconverter.h"
 #include "core_video/ffmpegvideothread.h"
 
+#include <array>
 #include <vector>
 
 /// Paces a source that is not live: knows which moment of the clock belongs to which moment of the source.
@@ -72,6 +73,9 @@ struct FFmpegVideoThread::Source
 
     XVideoEncPara videoPara;
     XAudioEncPara audioPara;
+
+    /// Whether a recording file was opened and its end not yet reported, per record type.
+    std::array<bool, RECORD_TYPE_MAX> isFileOpen{};
 
     PlayClock playClock;
     qint64 skipUntil = -1;      ///< milliseconds; pictures before it are decoded and not shown, -1 for none

@@ -2,6 +2,7 @@
 
 #include "core_video/ffmpegvideothread.h"
 #include "core_video/urladdress.h"
+#include "core_video/urlvideothread.h"
 
 #include <QDateTime>
 #include <QLoggingCategory>
@@ -74,7 +75,7 @@ void UrlVideoWidget::snap(QString path, bool preview)
 bool UrlVideoWidget::createVideoThread()
 {
     const UrlAddress address = UrlAddress::parse(url, captureFormat);
-    auto thread = std::make_unique<FFmpegVideoThread>(this);
+    auto thread = std::make_unique<UrlVideoThread>(channel, this);
     // The thread tests the network itself, as often as it opens, and without holding the GUI thread up.
     constexpr int withoutNetworkTest = 0;
     if (!FFmpegHelper::checkSource(thread.get(), address.type, url.isEmpty() ? url : address.url, withoutNetworkTest)) {

@@ -1,6 +1,6 @@
 #include "core_videobase/abstractvideothread.h"
 
-#include "core_videobase/clock.h"
+#include "core_videosave/savemp4ffmpeg.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -34,10 +34,17 @@ AbstractVideoThread::AbstractVideoThread(QObject* parent)
         saveInterval[type] = -1;
         recording[type] = false;
         saveAudio[type] = true;
+        savers.append(new SaveMp4FFmpeg(nullptr));
+        remainingSavers.emplace_back(savers.at(type));
     }
 }
 
-AbstractVideoThread::~AbstractVideoThread() = default;
+AbstractVideoThread::~AbstractVideoThread()
+{
+    // Those that the subclass did not delete.
+    for (const QPointer<SaveMp4FFmpeg>& saver : remainingSavers)
+        delete saver.data();
+}
 
 bool AbstractVideoThread::eventFilter(QObject* watched, QEvent* event)
 {

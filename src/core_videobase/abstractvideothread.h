@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core_videobase/clocktimer.h"
 #include "core_videobase/vantorexport.h"
 #include "core_videobase/videotypes.h"
 
@@ -7,13 +8,14 @@
 #include <QElapsedTimer>
 #include <QImage>
 #include <QMutex>
+#include <QPointer>
 #include <QThread>
 #include <QVector>
 
 #include <array>
 #include <atomic>
+#include <vector>
 
-class Clock;
 class SaveMp4FFmpeg;
 
 /// Base of every thread that opens a media source and produces pictures and sound.
@@ -295,9 +297,9 @@ protected:
     QVector<QString> savePath;       // guarded by mutex
     std::array<std::atomic<bool>, RECORD_TYPE_MAX> recording;
     std::array<std::atomic<bool>, RECORD_TYPE_MAX> saveAudio;
-    QVector<QElapsedTimer> recordTimers; // video thread
+    QVector<ClockTimer> recordTimers; // since the start of the file; video thread
     QVector<QString> fileName;       // guarded by mutex
-    QVector<SaveMp4FFmpeg*> savers;  // constant after construction
+    QVector<SaveMp4FFmpeg*> savers;  // one per type, constant after construction; the subclass may delete them
 
     std::atomic<int> openTimeout{0};
     std::atomic<bool> timeoutHit{false};
@@ -310,6 +312,8 @@ protected:
 
 private:
     void startAgain();
+
+    std::vector<QPointer<SaveMp4FFmpeg>> remainingSavers;
 
     /// Set between the end of a run() that wants to be started again and that start.
     std::atomic<bool> restartPending{false};

@@ -1,0 +1,159 @@
+// Recording of what FFmpegVideoThread reads, as it was read.
+
+#include "core_video/ffmpegvideothread_p.h"
+#include "core_videosave/savemp4ffmpeg.h"
+
+#include <QLoggingCategory>
+
+extern "C" {
+#include <libavutil/samplefmt.h>
+}
+
+namespace {
+Q_LOGGING_CATEGORY(lcRecord, "vantor.ffmpeg.record")
+
+constexpr int saverTimeoutMs = 500;
+
+/// Bits per second by number of pixels; the largest pictures fall back to the smallest rate.
+int bitRateOf(int width, int height)
+{
+    const qint64 pixels = static_cast<qint64>(width) * height;
+    if (pixels < 230401)
+        return 400000;
+    if (pixels < 518401)
+        return 900000;
+    if (pixels < 921601)
+        return 1500000;
+    if (pixels < 2073601)
+        return 3000000;
+    if (pixels < 3686401)
+        return 3500000;
+    if (pixels < 8294401)
+        return 6000000;
+    return 400000;
+}
+
+int videoCodecOf(int codecId)
+{
+    switch (codecId) {
+    case AV_CODEC_ID_H264: return 1;
+    case AV_CODEC_ID_HEVC: return 2;
+    default: return 0;
+    }
+}
+
+int audioCodecOf(int codecId)
+{
+    switch (codecId) {
+    case AV_CODEC_ID_PCM_ALAW: return 33;
+    case AV_CODEC_ID_PCM_MULAW: return 34;
+    default: return 0;
+    }
+}
+} // namespace
+
+void FFmpegVideoThread::saveMP4(AVPacket* packet, bool isVideoKey)
+{
+    constexpr RecordType types[] = {MANUAL_RECORD, AUTO_RECORD};
+    if (isVideoKey && packet->pts != AV_NOPTS_VALUE) {
+        for (const RecordType type : types) {
+            if (!recording[type])
+                continue;
+            followInterval(type);
+            if (!savers[type]->getIsRunning())
+                startFile(type);
+        }
+    }
+
+    const bool isVideo = packet->stream_index == source->videoIndex;
+    const bool isAudio = packet->stream_index == source->audioIndex;
+    for (const RecordType type : types) {
+        SaveMp4FFmpeg* saver = savers[type];
+        const bool isWanted = isVideo || (isAudio && saveAudio[type] && saver->hasAudio());
+        if (saver->getIsRunning() && isWanted)
+            saver->writeData(packet, isVideo);
+        if (!recording[type])
+            stopFile(type);
+    }
+}
+
+void FFmpegVideoThread::followInterval(RecordType type)
+{
+    const int seconds = saveInterval[type];
+    const qint64 limit = seconds > 0 ? seconds * qint64(1000) : -1;
+    // A file that ended by itself (its disk is full, say) is finished here as well.
+    if (!savers[type]->getIsRunning() || recordTimers[type].hasExpired(*clock.load(), limit))
+        stopFile(type);
+}
+
+void FFmpegVideoThread::startFile(RecordType type)
+{
+    source->videoPara = recordedVideo();
+    source->audioPara = recordedAudio();
+    SaveMp4FFmpeg* saver = savers[type];
+    saver->setPara(source->videoPara, saveAudio[type] ? source->audioPara : XAudioEncPara{}, saverTimeoutMs);
+
+    const AVFormatContext* input = source->formatCtx.get();
+    if (source->videoIndex >= static_cast<int>(input->nb_streams)) {
+        qCCritical(lcRecord).noquote()
+            << QString("video index [%1], nb [%2]").arg(source->videoIndex).arg(input->nb_streams);
+        return;
+    }
+    const AVStream* stream = source->videoStream();
+    saver->setTimebase(stream->time_base);
+    saver->setExtradata(QByteArray(reinterpret_cast<const char*>(stream->codecpar->extradata),
+                                   stream->codecpar->extradata_size));
+    setMP4FileName(type);
+    const QString name = getFileName(type);
+    saver->open(name);
+    recordTimers[type].start(*clock.load());
+    source->isFileOpen[type] = saver->getIsRunning();
+    Q_EMIT recorderStateChanged(saver->getIsRunning() ? RecorderRecording : RecorderFailed, name);
+}
+
+void FFmpegVideoThread::stopFile(RecordType type)
+{
+    if (!source->isFileOpen[type])
+        return;
+    source->isFileOpen[type] = false;
+    const bool isComplete = savers[type]->getIsRunning();
+    savers[type]->stop();
+    recordTimers[type].invalidate();
+    renameMP4File(type);
+    Q_EMIT recorderStateChanged(isComplete ? RecorderIdle : RecorderFailed, getFileName(type));
+}
+
+void FFmpegVideoThread::stopAllFiles()
+{
+    stopFile(MANUAL_RECORD);
+    stopFile(AUTO_RECORD);
+}
+
+XVideoEncPara FFmpegVideoThread::recordedVideo() const
+{
+    if (source->videoPara.isValid())
+        return source->videoPara;
+    XVideoEncPara video;
+    video.codec = videoCodecOf(source->videoCodecId);
+    video.width = videoWidth;
+    video.height = videoHeight;
+    video.param3 = 1;
+    video.param1 = frameRate;
+    video.param2 = bitRateOf(video.width, video.height);
+    return video;
+}
+
+XAudioEncPara FFmpegVideoThread::recordedAudio() const
+{
+    if (source->audioPara.isValid())
+        return source->audioPara;
+    XAudioEncPara audio;
+    audio.channels = 0;
+    if (!source->audioCtx)
+        return audio;
+    audio.codec = audioCodecOf(source->audioCodecId);
+    audio.sampleRate = sampleRate;
+    audio.bitWidth = 8 * av_get_bytes_per_sample(source->audioCtx->sample_fmt);
+    audio.channels = channelsOf(source->audioCtx.get());
+    return audio;
+}

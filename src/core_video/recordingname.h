@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QString>
+
+class QDateTime;
+
+/// Names of recordings: start.mp4 while a file is written, start_end_channel.mp4 when it is complete.
+namespace RecordingName {
+
+/// <path>/<date>/live/<start>.mp4
+QString ofStart(const QString& path, const QDateTime& start);
+
+/// Gives @p file its final name in the same folder. The name that the file has in the end; a file that does not exist is
+/// reported in the log.
+QString finish(const QString& file, const QDateTime& end, int channel);
+
+} // namespace RecordingName
