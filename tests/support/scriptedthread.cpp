@@ -49,14 +49,10 @@ void ScriptedThread::next()
     AbstractVideoThread::next();
 }
 
-void ScriptedThread::stop()
-{
-    ++stops;
-    AbstractVideoThread::stop();
-}
-
 void ScriptedThread::run()
 {
+    if (openFails)
+        return;
     videoWidth = pictureSize.width();
     videoHeight = pictureSize.height();
     isOk = true;
@@ -64,15 +60,31 @@ void ScriptedThread::run()
     Q_EMIT receivePlayStart(playStartTime);
     if (emitsSound)
         Q_EMIT receiveAudioFormat(8000, 1, 16);
-    while (!stopped && (pictureCount == 0 || delivered < pictureCount)) {
+    showPictures();
+    destroyDecoder();
+    while (lingers)
+        usleep(500);
+    isOk = false;
+    opened = false;
+    Q_EMIT receivePlayFinsh(this);
+}
+
+void ScriptedThread::showPictures()
+{
+    while (!isAskedToEnd() && (pictureCount == 0 || delivered < pictureCount)) {
         if (previewRef() > 0 && !isPause && !holdsPictures)
             deliver();
         usleep(intervalUs);
     }
-    destroyDecoder();
-    isOk = false;
-    opened = false;
-    Q_EMIT receivePlayFinsh(this);
+}
+
+bool ScriptedThread::isAskedToEnd()
+{
+    if (stopped && losesStops > 0) {
+        --losesStops;
+        stopped = false;
+    }
+    return stopped;
 }
 
 void ScriptedThread::deliver()

@@ -29,26 +29,31 @@ public:
     /// Pause between two pictures in microseconds.
     int intervalUs = 2000;
     bool emitsSound = false;
+    /// Ends at once, as a source does that can't be opened.
+    bool openFails = false;
+    /// How many stops are lost, as by a source that closes itself at that moment.
+    int losesStops = 0;
     /// Emits sig_decoderDestroyed() and goes on with new planes after this many pictures; 0 for never.
     int decoderLife = 0;
 
     /// Any thread.
     std::atomic<int> delivered{0};
     std::atomic<bool> holdsPictures{false}; ///< keeps the source open and delivers nothing
+    std::atomic<bool> lingers{false}; ///< does not end while it is set
     std::atomic<int> resumed{0};
-    std::atomic<int> stops{0};
 
     /// Objects that exist.
     static std::atomic<int> alive;
 
 public Q_SLOTS:
     void next() override;
-    void stop() override;
 
 protected:
     void run() override;
 
 private:
+    bool isAskedToEnd();
+    void showPictures();
     void deliver();
     void deliverPlanes(int number);
     void destroyDecoder();
