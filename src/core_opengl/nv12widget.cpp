@@ -12,8 +12,8 @@ const QRectF wholeFrame(0, 0, 1, 1);
 
 constexpr int vertexCount = 4;
 constexpr int componentCount = 2;
-constexpr int vertexStride = 8;           // bytes
-constexpr int coordinateOffset = 32;      // bytes
+constexpr int vertexStride = 8; // bytes
+constexpr int coordinateOffset = 32; // bytes
 constexpr GLenum unitOfY = GL_TEXTURE1;
 constexpr GLenum unitOfUV = GL_TEXTURE0;
 
@@ -23,7 +23,7 @@ constexpr GLenum glQuads = 0x0007;
 // Clockwise from the upper left corner; the first image row is at the top.
 constexpr std::array<GLfloat, 16> vertexTable{
     -1, 1, 1, 1, 1, -1, -1, -1, // positions
-    0, 0, 1, 0, 1, 1, 0, 1,     // texture coordinates
+    0,  0, 1, 0, 1, 1,  0,  1, // texture coordinates
 };
 
 std::array<GLfloat, 8> coordinatesOf(const QRectF& view)
@@ -180,7 +180,8 @@ void Nv12Widget::initializeGL()
     vertexBuffer.allocate(vertexTable.data(), sizeof(vertexTable));
     program.addShaderFromSourceCode(QOpenGLShader::Vertex, vertexSource);
     program.addShaderFromSourceCode(QOpenGLShader::Fragment, fragmentSource);
-    program.link();
+    // A shader that does not compile is missing from the program, which would fill the widget with white.
+    canDraw = program.link() && program.shaders().size() == 2;
     program.bind();
     glGenTextures(GLsizei(textures.size()), textures.data());
     GlPicture::clear(*this, palette());
@@ -194,7 +195,7 @@ void Nv12Widget::resizeGL(int w, int h)
 
 void Nv12Widget::paintGL()
 {
-    if (!hasPicture()) {
+    if (!canDraw || !hasPicture()) {
         GlPicture::clear(*this, palette());
         return;
     }
@@ -239,10 +240,8 @@ void Nv12Widget::uploadPlane(GLenum unit, GLuint texture, GLenum format, int wid
 
 GLenum Nv12Widget::primitive() const
 {
-    // Contexts without quads draw the same four vertices as a fan.
-    const QOpenGLContext* current = QOpenGLContext::currentContext();
-    const bool lacksQuads = current->isOpenGLES() || current->format().profile() == QSurfaceFormat::CoreProfile;
-    return lacksQuads ? GL_TRIANGLE_FAN : glQuads;
+    // OpenGL ES has no quads; as a fan the four vertices cover the same area.
+    return QOpenGLContext::currentContext()->isOpenGLES() ? GL_TRIANGLE_FAN : glQuads;
 }
 
 bool Nv12Widget::hasPicture() const

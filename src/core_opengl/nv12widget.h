@@ -21,8 +21,8 @@ class RawFrame;
 /// caller's planes, which therefore stay valid and unchanged until then, or until clear() took them away. Without a
 /// frame (a null pointer or no size) the widget shows the QPalette::Window colour of its palette.
 ///
-/// Called from the GUI thread only. Nothing is reported: a shader that does not compile or a file that can't be opened
-/// leaves the picture as it is.
+/// Called from the GUI thread only. Nothing is reported: where the shaders do not compile the widget keeps its
+/// background colour, and a file that can't be opened leaves the picture as it is.
 class VANTOR_EXPORT Nv12Widget : public QGLWidget, protected QOpenGLFunctions
 {
     Q_OBJECT
@@ -86,6 +86,7 @@ private:
     QString fragmentSource;
     QOpenGLBuffer vertexBuffer;
     QOpenGLShaderProgram program;
+    bool canDraw = false; // program has both its shaders
     std::array<GLuint, 2> textures{}; // Y, UV
     QFile file;
     QTimer timer;

@@ -31,10 +31,7 @@ void RawFrame::allocate(int width, int height)
     frameSize = bytesPerFrame(width, height);
 }
 
-quint8* RawFrame::at(qint64 offset) const
-{
-    return offset >= 0 && offset < capacity ? bytes.get() + offset : nullptr;
-}
+quint8* RawFrame::at(qint64 offset) const { return offset >= 0 && offset < capacity ? bytes.get() + offset : nullptr; }
 
 qint64 RawFrame::read(QFile& file, int width, int height)
 {

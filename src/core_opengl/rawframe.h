@@ -22,8 +22,8 @@ public:
     /// file, -1 on errors.
     qint64 read(QFile& file, int width, int height);
 
-    /// Whether that many rows at @p plane, @p linesize bytes apart (0: packed), are in the buffer. True for a plane that
-    /// begins outside of it, which is somebody else's.
+    /// Whether that many rows at @p plane, @p linesize bytes apart (0: packed), are in the buffer. True for a plane
+    /// that begins outside of it, which is somebody else's.
     bool covers(const quint8* plane, int rowBytes, int rows, int linesize) const;
 
 private:

@@ -195,7 +195,8 @@ void YuvWidget::addShaders()
     program.addShaderFromSourceCode(QOpenGLShader::Fragment, fragmentSource);
     program.bindAttributeLocation("vertexIn", positionAttribute);
     program.bindAttributeLocation("textureIn", textureAttribute);
-    program.link();
+    // A shader that does not compile is missing from the program, which would fill the widget with white.
+    canDraw = program.link() && program.shaders().size() == 2;
     program.bind();
     samplers = {program.uniformLocation("textureY"), program.uniformLocation("textureU"),
                 program.uniformLocation("textureV")};
@@ -219,7 +220,7 @@ void YuvWidget::resizeGL(int w, int h)
 
 void YuvWidget::paintGL()
 {
-    if (!hasPicture()) {
+    if (!canDraw || !hasPicture()) {
         GlPicture::clear(*this, palette());
         return;
     }
@@ -243,8 +244,7 @@ int YuvWidget::chromaHeight() const { return yuyv ? frameHeight : frameHeight >>
 
 bool YuvWidget::hasPicture() const
 {
-    return dataY && frameWidth > 0 && frameHeight > 0
-        && rawFrame->covers(dataY, frameWidth, frameHeight, linesizeY)
+    return dataY && frameWidth > 0 && frameHeight > 0 && rawFrame->covers(dataY, frameWidth, frameHeight, linesizeY)
         && rawFrame->covers(dataU, frameWidth >> 1, chromaHeight(), linesizeU)
         && rawFrame->covers(dataV, frameWidth >> 1, chromaHeight(), linesizeV);
 }

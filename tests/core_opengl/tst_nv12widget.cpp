@@ -89,7 +89,8 @@ private Q_SLOTS:
         QCOMPARE(GlInspector(widget()).bufferContents(16), table);
         renderer->setViewRect({0.25, 0.25, 0.5, 0.5});
         paintFrame(Picture::filled(8, 8, 126));
-        QCOMPARE(GlInspector(widget()).bufferContents(16).mid(8), QVector<float>({0.25f, 0.25f, 0.75f, 0.25f, 0.75f, 0.75f, 0.25f, 0.75f}));
+        QCOMPARE(GlInspector(widget()).bufferContents(16).mid(8),
+                 QVector<float>({0.25f, 0.25f, 0.75f, 0.25f, 0.75f, 0.75f, 0.25f, 0.75f}));
         renderer->clear();
         paintFrame(Picture::filled(8, 8, 126));
         QCOMPARE(GlInspector(widget()).bufferContents(16), table);

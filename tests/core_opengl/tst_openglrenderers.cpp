@@ -129,20 +129,11 @@ private Q_SLOTS:
         QCOMPARE(mismatch(widget(), QPoint(2, 297), white), matches);
     }
 
-    void paint_keepsToTheRows_whenTheyArePadded()
-    {
-        verifyStripes(8, 6, 24);
-    }
+    void paint_keepsToTheRows_whenTheyArePadded() { verifyStripes(8, 6, 24); }
 
-    void paint_keepsToTheRows_whenPaddingIsNotAMultipleOfFour()
-    {
-        verifyStripes(6, 4, 3);
-    }
+    void paint_keepsToTheRows_whenPaddingIsNotAMultipleOfFour() { verifyStripes(6, 4, 3); }
 
-    void paint_keepsToTheRows_whenPackedRowsAreNotAMultipleOfFour()
-    {
-        verifyStripes(6, 4, 0);
-    }
+    void paint_keepsToTheRows_whenPackedRowsAreNotAMultipleOfFour() { verifyStripes(6, 4, 0); }
 
     void paint_roundsTheChromaPlanesDown_whenTheSizeIsOdd()
     {
@@ -551,9 +542,9 @@ private:
         renderer->updateFrame(picture, padding);
         for (int row = 0; row < height; ++row) {
             for (int column = 0; column < width; ++column)
-                QCOMPARE(mismatch(widget(), cell(widget(), column, row, width, height),
-                                  Picture::color(luma(column, row))),
-                         matches);
+                QCOMPARE(
+                    mismatch(widget(), cell(widget(), column, row, width, height), Picture::color(luma(column, row))),
+                    matches);
         }
     }
 
