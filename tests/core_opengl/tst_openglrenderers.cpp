@@ -135,23 +135,9 @@ private Q_SLOTS:
 
     void paint_keepsToTheRows_whenPackedRowsAreNotAMultipleOfFour() { verifyStripes(6, 4, 0); }
 
-    void paint_roundsTheChromaPlanesDown_whenTheSizeIsOdd()
-    {
-        Picture picture = Picture::filled(7, 5, 120);
-        QCOMPARE(picture.chromaWidth, 3);
-        QCOMPARE(picture.chromaHeight, 2);
-        for (int row = 0; row < 2; ++row) {
-            for (int column = 0; column < 3; ++column)
-                picture.setChroma(column, row, 100 + 20 * column, 100 + 40 * row);
-        }
-        renderer->updateFrame(picture);
-        for (int row = 0; row < 2; ++row) {
-            for (int column = 0; column < 3; ++column)
-                QCOMPARE(mismatch(widget(), cell(widget(), column, row, 3, 2),
-                                  Picture::color(120, 100 + 20 * column, 100 + 40 * row)),
-                         matches);
-        }
-    }
+    void paint_keepsToTheChromaRows_whenTheyArePadded() { verifyChroma(6, 4, 10); }
+
+    void paint_roundsTheChromaPlanesDown_whenTheSizeIsOdd() { verifyChroma(7, 5, 0); }
 
     void updateFrame_showsTheBackground_whenLumaIsNull()
     {
@@ -535,16 +521,31 @@ private:
             for (int column = 0; column < width; ++column)
                 picture.setLuma(column, row, luma(column, row));
         }
-        for (int row = 0; row < picture.chromaHeight; ++row) {
-            for (int column = 0; column < picture.chromaWidth; ++column)
-                picture.setChroma(column, row, 128, 128);
-        }
         renderer->updateFrame(picture, padding);
         for (int row = 0; row < height; ++row) {
             for (int column = 0; column < width; ++column)
                 QCOMPARE(
                     mismatch(widget(), cell(widget(), column, row, width, height), Picture::color(luma(column, row))),
                     matches);
+        }
+    }
+
+    /// Every chroma pixel has a colour of its own under an even luma.
+    void verifyChroma(int width, int height, int padding)
+    {
+        Picture picture = Picture::filled(width, height, 120);
+        const int columns = width / 2;
+        const int rows = height / 2;
+        for (int row = 0; row < rows; ++row) {
+            for (int column = 0; column < columns; ++column)
+                picture.setChroma(column, row, 100 + 20 * column, 100 + 40 * row);
+        }
+        renderer->updateFrame(picture, padding);
+        for (int row = 0; row < rows; ++row) {
+            for (int column = 0; column < columns; ++column)
+                QCOMPARE(mismatch(widget(), cell(widget(), column, row, columns, rows),
+                                  Picture::color(120, 100 + 20 * column, 100 + 40 * row)),
+                         matches);
         }
     }
 
