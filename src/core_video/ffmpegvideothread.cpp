@@ -84,6 +84,13 @@ bool FFmpegVideoThread::getFastStart() const { return fastStart; }
 
 bool FFmpegVideoThread::isReopening() const { return reopening; }
 
+void FFmpegVideoThread::play()
+{
+    if (!isRunning())
+        askedPosition = -1; // came too late for the run before
+    AbstractVideoThread::play();
+}
+
 void FFmpegVideoThread::setPosition(qint64 milliseconds)
 {
     AbstractVideoThread::setPosition(milliseconds);
@@ -270,7 +277,9 @@ FFmpegVideoThread::Loop FFmpegVideoThread::handlePacket(AVPacket* packet)
 
 void FFmpegVideoThread::waitWhilePaused()
 {
-    if (!paced || !isPause)
+    // A jump is finished first: the picture at the new place is to be seen.
+    const bool isJumping = source->skipUntil >= 0 && displayCount >= 1;
+    if (!paced || !isPause || isJumping)
         return;
     while (isPause && paced && !isStopAsked() && askedPosition < 0)
         clock.load()->sleep(waitSliceUs);
@@ -304,16 +313,9 @@ void FFmpegVideoThread::paceAndReport(const AVPacket* packet)
 {
     if (packet->dts == AV_NOPTS_VALUE)
         return;
-    AVFormatContext* input = source->formatCtx.get();
-    const AVRational timeBase = input->streams[packet->stream_index]->time_base;
-    const qint64 first = input->start_time == AV_NOPTS_VALUE ? 0 : input->start_time;
-    const qint64 time = av_rescale_q(packet->dts, timeBase, AVRational{1, AV_TIME_BASE}) - first;
-
-    if (source->skipUntil >= 0) {
-        if (time < source->skipUntil * 1000)
-            return;
-        source->skipUntil = -1;
-    }
+    const qint64 time = timeOf(packet->dts, packet->stream_index);
+    if (source->skipUntil >= 0 && time < source->skipUntil * 1000)
+        return;
 
     PlayClock& play = source->playClock;
     const double factor = speed;
@@ -354,9 +356,27 @@ FFmpegVideoThread::Loop FFmpegVideoThread::decodeVideo(const AVPacket* packet)
         isOk = false;
         return Loop::Reconnect;
     }
-    if (source->skipUntil < 0)
+    if (!isBeforeTarget())
         deliverPicture();
     return Loop::Continue;
+}
+
+bool FFmpegVideoThread::isBeforeTarget()
+{
+    if (source->skipUntil < 0)
+        return false;
+    const qint64 stamp = source->decodedFrame->best_effort_timestamp;
+    if (stamp != AV_NOPTS_VALUE && timeOf(stamp, source->videoIndex) < source->skipUntil * 1000)
+        return true;
+    source->skipUntil = -1;
+    return false;
+}
+
+qint64 FFmpegVideoThread::timeOf(qint64 stamp, int streamIndex) const
+{
+    const AVFormatContext* input = source->formatCtx.get();
+    const qint64 first = input->start_time == AV_NOPTS_VALUE ? 0 : input->start_time;
+    return av_rescale_q(stamp, input->streams[streamIndex]->time_base, AVRational{1, AV_TIME_BASE}) - first;
 }
 
 void FFmpegVideoThread::deliverPicture()

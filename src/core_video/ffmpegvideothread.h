@@ -54,6 +54,8 @@ public:
     bool isReopening() const;
 
 public Q_SLOTS:
+    void play() override;
+
     /// Jumps to @p position milliseconds from the start of a paced source. Any thread.
     void setPosition(qint64 position) override;
 
@@ -119,6 +121,8 @@ private:
     XAudioEncPara recordedAudio() const;
 
     Loop decodeVideo(const AVPacket* packet);
+    bool isBeforeTarget();
+    qint64 timeOf(qint64 stamp, int streamIndex) const;
     void decodeAudio(const AVPacket* packet);
     void deliverPicture();
     void deliverPlanes();

@@ -118,11 +118,18 @@ void FFmpegVideoThread::limitAnalysis()
 
 bool FFmpegVideoThread::openInput()
 {
+    const auto fail = [this](int result) {
+        qCCritical(lcOpen).noquote() << failure("打开出错", "错误: " + FFmpegHelper::getError(result), getVideoUrl());
+        return false;
+    };
     FFmpegInputFormat* format = nullptr;
     const QString formatName = getInputFormat();
     if (!formatName.isEmpty()) {
         avdevice_register_all();
         format = av_find_input_format(formatName.toUtf8().constData());
+        // Without a format FFmpeg would guess one, and read a device as if it were a file.
+        if (!format)
+            return fail(AVERROR_DEMUXER_NOT_FOUND);
     }
 
     AVFormatContext* input = avformat_alloc_context();
@@ -136,10 +143,7 @@ bool FFmpegVideoThread::openInput()
                                            source->options.address());
     source->opening = false;
     source->formatCtx.reset(input);
-    if (result >= 0)
-        return true;
-    qCCritical(lcOpen).noquote() << failure("打开出错", "错误: " + FFmpegHelper::getError(result), getVideoUrl());
-    return false;
+    return result >= 0 || fail(result);
 }
 
 bool FFmpegVideoThread::initVideo()
