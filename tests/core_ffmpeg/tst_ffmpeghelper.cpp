@@ -396,8 +396,7 @@ private Q_SLOTS:
         QCOMPARE(FFmpegHelper::hwPixelFormatOf(AV_HWDEVICE_TYPE_D3D11VA), AV_PIX_FMT_D3D11);
         for (const AVHWDeviceType type :
              {AV_HWDEVICE_TYPE_NONE, AV_HWDEVICE_TYPE_CUDA, AV_HWDEVICE_TYPE_QSV, AV_HWDEVICE_TYPE_DRM,
-              AV_HWDEVICE_TYPE_OPENCL, AV_HWDEVICE_TYPE_MEDIACODEC, AV_HWDEVICE_TYPE_VULKAN,
-              static_cast<AVHWDeviceType>(99)})
+              AV_HWDEVICE_TYPE_OPENCL, AV_HWDEVICE_TYPE_MEDIACODEC, AV_HWDEVICE_TYPE_VULKAN})
             QCOMPARE(FFmpegHelper::hwPixelFormatOf(type), AV_PIX_FMT_NONE);
     }
 
