@@ -5,20 +5,15 @@
 #include "core_videobase/abstractvideothread.h"
 #include "core_videobase/bannerwidget.h"
 #include "core_videobase/digitalzoom.h"
-#include "core_videobase/fittedrect.h"
 #include "core_videobase/overlaylists.h"
-#include "core_videobase/overlaypainter.h"
 #include "core_videobase/surfacerenderer.h"
 #include "core_videobase/videolayer.h"
 #include "core_videobase/videorenderers.h"
 
-#include <QCoreApplication>
 #include <QFile>
-#include <QResizeEvent>
 #include <QThread>
 
-// Pictures: how they reach the widget, what shows them and where. Painting and the user's input are in
-// abstractvideowidgetoverlay.cpp, the records in abstractvideowidgetpara.cpp.
+// The start and the end of playing, and the pictures between them.
 
 namespace {
 
@@ -104,107 +99,6 @@ bool AbstractVideoWidget::event(QEvent* event)
     return handled;
 }
 
-// --- Native windows and layout
-
-bool AbstractVideoWidget::drawsNatively() const
-{
-    switch (widgetPara.videoMode) {
-    case VideoMode_Hwnd:
-    case VideoMode_Opengl:
-    case VideoMode_D3d9:
-    case VideoMode_D3d11: return true;
-    default: return false;
-    }
-}
-
-void AbstractVideoWidget::initWidgetHandle()
-{
-    if (!drawsNatively())
-        return;
-    // A native window lies above everything that is not one, so the layers over the picture area become native too.
-    for (QWidget* layer : {hwndWidget, static_cast<QWidget*>(osdWidget), static_cast<QWidget*>(bannerWidget)}) {
-        layer->setAttribute(Qt::WA_NativeWindow);
-        layer->winId();
-        layer->raise();
-    }
-}
-
-void AbstractVideoWidget::resizeEvent(QResizeEvent*) { layoutChildren(); }
-
-void AbstractVideoWidget::showEvent(QShowEvent* event)
-{
-    QWidget::showEvent(event);
-    refreshOverlay();
-}
-
-void AbstractVideoWidget::readThread()
-{
-    if (!videoThread)
-        return;
-    videoWidth = videoThread->getVideoWidth();
-    videoHeight = videoThread->getVideoHeight();
-    rotate = videoThread->getRotate();
-    onlyAudio = videoThread->getOnlyAudio();
-    hardware = videoThread->getHardware();
-}
-
-void AbstractVideoWidget::layoutChildren()
-{
-    readThread();
-    const QSize source = rotate == 90 ? QSize(videoHeight, videoWidth) : QSize(videoWidth, videoHeight);
-    const bool fillsWidget = widgetPara.borderWidth == 0 && widgetPara.scaleMode == ScaleMode_Fill;
-    videoRect = fillsWidget ? rect() : fittedRect(source, rect(), widgetPara.borderWidth, widgetPara.scaleMode);
-    hwndWidget->setGeometry(videoRect);
-    osdWidget->setGeometry(rect());
-    layoutBanner();
-    layoutRenderers();
-    refreshOverlay();
-}
-
-void AbstractVideoWidget::layoutBanner()
-{
-    const int border = widgetPara.borderWidth / 2;
-    const int size = widgetPara.bannerSize;
-    const int innerWidth = width() - 2 * border;
-    const int innerHeight = height() - 2 * border;
-    switch (widgetPara.bannerPosition) {
-    case 0: bannerWidget->setGeometry(border, border, innerWidth, size); break;
-    case 1: bannerWidget->setGeometry(border, height() - border - size, innerWidth, size); break;
-    case 2: bannerWidget->setGeometry(border, border, size, innerHeight); break;
-    case 3: bannerWidget->setGeometry(width() - border - size, border, size, innerHeight); break;
-    default: break;
-    }
-}
-
-void AbstractVideoWidget::layoutRenderers()
-{
-    const bool inHardware = hardware != softwareDecoding;
-    switch (widgetPara.videoMode) {
-    case VideoMode_Opengl:
-        renderers->clearOpengl();
-        inHardware ? renderers->fitNv12() : renderers->fitYuv();
-        break;
-    case VideoMode_D3d9:
-        renderers->clearD3d();
-        if (inHardware)
-            renderers->fitD3d9();
-        break;
-    case VideoMode_D3d11:
-        renderers->clearD3d();
-        if (inHardware)
-            renderers->fitD3d11();
-        break;
-    default: break;
-    }
-}
-
-void AbstractVideoWidget::receiveSizeChanged()
-{
-    QCoreApplication::postEvent(this, new QResizeEvent(size(), size()));
-}
-
-// --- Start and end of playing
-
 void AbstractVideoWidget::started()
 {
     if (isFromBoundThread())
@@ -245,7 +139,8 @@ void AbstractVideoWidget::startRendering()
         osdTimer.start();
         newD3D11Widgets();
         break;
-    default: break;
+    default:
+        break;
     }
 }
 
@@ -307,8 +202,6 @@ void AbstractVideoWidget::freeD3D11Widgets()
     renderers->freeD3d11();
     refreshOverlay();
 }
-
-// --- Pictures
 
 bool AbstractVideoWidget::isFromBoundThread() const { return sender() == videoThread; }
 
@@ -424,92 +317,3 @@ void AbstractVideoWidget::clear()
     refreshOverlay();
     update();
 }
-
-void AbstractVideoWidget::setPalettex(bool enabled)
-{
-    if (widgetPara.scaleMode == ScaleMode_Fill || OverlayPainter::isTransparent(widgetPara.fillColor))
-        return;
-    applyFillColor(enabled);
-}
-
-void AbstractVideoWidget::applyFillColor(bool enabled)
-{
-    setAutoFillBackground(enabled);
-    setAttribute(Qt::WA_StyledBackground, !enabled); // the sheet's black would cover the fill
-    if (enabled) {
-        QPalette filled = palette();
-        filled.setBrush(QPalette::Window, QBrush(widgetPara.fillColor, Qt::SolidPattern));
-        setPalette(filled);
-    }
-    // The sheet's black also wins over the palette in all children; the renderers clear to what the sheet of the
-    // picture area says.
-    hwndWidget->setStyleSheet(enabled ? QString("background-color:%1;").arg(widgetPara.fillColor.name()) : QString());
-    update();
-}
-
-// --- Recording, talk and sound
-
-void AbstractVideoWidget::snap(QString, bool) {}
-
-void AbstractVideoWidget::setSaveInterval(int seconds)
-{
-    saveInterval = seconds;
-    if (videoThread)
-        videoThread->setSaveInterval(AbstractVideoThread::MANUAL_RECORD, seconds);
-}
-
-void AbstractVideoWidget::recordStart(QString path)
-{
-    if (!videoThread || viewOnly)
-        return;
-    if (saveInterval > 0)
-        videoThread->setSaveInterval(AbstractVideoThread::MANUAL_RECORD, saveInterval);
-    videoThread->setSavePath(AbstractVideoThread::MANUAL_RECORD, path);
-    videoThread->recordStart(AbstractVideoThread::MANUAL_RECORD);
-}
-
-void AbstractVideoWidget::recordStop()
-{
-    if (videoThread)
-        videoThread->recordStop(AbstractVideoThread::MANUAL_RECORD);
-}
-
-void AbstractVideoWidget::setRecorderState(RecorderState state, const QString& file)
-{
-    recorderState = state;
-    recorderFile = file;
-    bannerWidget->recorderStateChanged(state, file);
-}
-
-void AbstractVideoWidget::talkStart() {}
-
-void AbstractVideoWidget::talkStop() {}
-
-void AbstractVideoWidget::startAudioThread() {}
-
-void AbstractVideoWidget::stopAudioThread() { audioPlayer.reset(); }
-
-/// Queued, so that the work runs on the player's thread.
-template <typename... Arguments>
-void AbstractVideoWidget::callAudioPlayer(const char* slot, Arguments... arguments)
-{
-    if (audioPlayer)
-        QMetaObject::invokeMethod(audioPlayer.data(), slot, Qt::QueuedConnection, arguments...);
-}
-
-void AbstractVideoWidget::openAudioOutput(int sampleRate, int channelCount, int sampleSize)
-{
-    callAudioPlayer("openAudioOutput", Q_ARG(int, sampleRate), Q_ARG(int, channelCount), Q_ARG(int, sampleSize));
-}
-
-void AbstractVideoWidget::playAudio(QByteArray samples) { callAudioPlayer("play", Q_ARG(QByteArray, samples)); }
-
-void AbstractVideoWidget::setVolume(int volume) { callAudioPlayer("receiveVolume", Q_ARG(int, volume)); }
-
-void AbstractVideoWidget::setMuted(bool muted)
-{
-    widgetPara.muted = muted;
-    callAudioPlayer("receiveMuted", Q_ARG(bool, muted));
-}
-
-void AbstractVideoWidget::setCalcLevel(bool) {}

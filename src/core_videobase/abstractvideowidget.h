@@ -32,7 +32,8 @@ class VideoRenderers;
 ///
 /// The video mode decides what shows the pictures: in VideoMode_Hwnd others draw into the native window of
 /// "hwndWidget", VideoMode_Opengl takes the YUV renderer for software decoding and the NV12 renderer for hardware
-/// decoding, the Direct3D modes take theirs (on Windows), and in any other mode images are painted by the widget itself.
+/// decoding, the Direct3D modes take theirs (on Windows), and in any other mode images are painted by the widget
+/// itself.
 ///
 /// Renderers keep plane pointers only. Frame signals are connected blocking queued, so that the producing thread waits
 /// until a frame is taken over; it keeps the planes until the next one is.

@@ -15,10 +15,14 @@ constexpr int bgImageInset = 2;
 QString textOf(const OsdInfo& osd, const QDateTime& now)
 {
     switch (osd.format) {
-    case OsdDate: return now.toString("yyyy-MM-dd");
-    case OsdTime: return now.toString("HH:mm:ss");
-    case OsdDateTime: return now.toString("yyyy-MM-dd HH:mm:ss");
-    default: return osd.text;
+    case OsdDate:
+        return now.toString("yyyy-MM-dd");
+    case OsdTime:
+        return now.toString("HH:mm:ss");
+    case OsdDateTime:
+        return now.toString("yyyy-MM-dd HH:mm:ss");
+    default:
+        return osd.text;
     }
 }
 
@@ -34,16 +38,27 @@ struct Placement
         const int right = area.width() - osd.image.width();
         const int bottom = area.height() - osd.image.height();
         switch (osd.position) {
-        case TopLeft: set({area.x(), area.y()}, Qt::AlignLeft | Qt::AlignTop); break;
-        case BottomLeft: set({area.x(), bottom}, Qt::AlignLeft | Qt::AlignBottom); break;
-        case TopRight: set({right, area.y()}, Qt::AlignRight | Qt::AlignTop); break;
-        case BottomRight: set({right, bottom}, Qt::AlignRight | Qt::AlignBottom); break;
+        case TopLeft:
+            set({area.x(), area.y()}, Qt::AlignLeft | Qt::AlignTop);
+            break;
+        case BottomLeft:
+            set({area.x(), bottom}, Qt::AlignLeft | Qt::AlignBottom);
+            break;
+        case TopRight:
+            set({right, area.y()}, Qt::AlignRight | Qt::AlignTop);
+            break;
+        case BottomRight:
+            set({right, bottom}, Qt::AlignRight | Qt::AlignBottom);
+            break;
         case Center:
             set({area.width() / 2 - osd.image.width() / 2, area.height() / 2 - osd.image.height() / 2},
                 Qt::AlignCenter);
             break;
-        case AtPoint: anchor = osd.point; break;
-        default: break;
+        case AtPoint:
+            anchor = osd.point;
+            break;
+        default:
+            break;
         }
     }
 

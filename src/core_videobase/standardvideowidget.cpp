@@ -71,10 +71,7 @@ void disconnectAll(const Wire (&wires)[Count], QObject* from, QObject* to)
         QObject::disconnect(from, wire.signal, to, wire.member);
 }
 
-bool hasSlot(const QObject* object, const char* signature)
-{
-    return object->metaObject()->indexOfSlot(signature) >= 0;
-}
+bool hasSlot(const QObject* object, const char* signature) { return object->metaObject()->indexOfSlot(signature) >= 0; }
 
 } // namespace
 

@@ -10,8 +10,7 @@ class VideoLayer : public QWidget
 {
     Q_OBJECT // a class of its own, so that a style sheet's background for its parent is not painted on it
 
-public:
-    explicit VideoLayer(QWidget* parent);
+        public : explicit VideoLayer(QWidget* parent);
 
     /// Cuts the layer to @p region, which may be empty.
     void cutTo(const QRegion& region);

@@ -111,10 +111,7 @@ void VideoRenderers::clearD3d()
         d3d11Renderer->clear();
 }
 
-void VideoRenderers::fit(QWidget* renderer)
-{
-    renderer->setGeometry(0, 0, area->width(), area->height());
-}
+void VideoRenderers::fit(QWidget* renderer) { renderer->setGeometry(0, 0, area->width(), area->height()); }
 
 void VideoRenderers::fitYuv()
 {

@@ -23,7 +23,7 @@ public:
     }
 
 protected:
-    void run() override {}
+    void run() override { }
 };
 
 /// The base widget with its inside open, bound to an IdleThread by direct connections.

@@ -136,21 +136,57 @@ private Q_SLOTS:
 
     void metaObject_listsSignalsAndSlots_inTheirOrder()
     {
-        const QStringList expected{
-            "receiveLevel(double)", "sig_receivePlayStart(int)", "sig_receivePlayFinsh()", "sig_fileDrag(QString)",
-            "sig_btnClicked(QString)", "snapImage(QImage,QString)", "sig_connExceedMax()", "sig_otherError()",
-            "sig_startTalkDeviceBusy(QString)", "sig_startTalkError(QString)",
-            "setOsd(OsdInfo)", "appendOsd(OsdInfo)", "removeOsd(QString)", "clearOsd()", "setGraph(GraphInfo)",
-            "appendGraph(GraphInfo)", "removeGraph(QString)", "clearGraph()", "setImage(QImage)", "clear()",
-            "setPalettex(bool)", "snap(QString,bool)", "setSaveInterval(int)", "recordStart(QString)", "recordStop()",
-            "talkStart()", "talkStop()", "setVolume(int)", "setMuted(bool)", "setCalcLevel(bool)",
-            "started()", "finished()", "receivePlayStart(int)", "receivePlayFinsh(QObject*)", "btnClicked(QString)",
-            "receiveImage(QImage,int)", "receiveSizeChanged()", "receiveCodecChanged()",
-            "receiveFrame(int,int,quint8*,quint8*,quint8*,uint,uint,uint)",
-            "receiveFrame(int,int,quint8*,quint8*,uint,uint)", "receiveFrame(int,int,quint8*,int,bool)",
-            "receiveFrame(int,int,quint8*,bool)", "openAudioOutput(int,int,int)", "playAudio(QByteArray)",
-            "newOpenglWidgets()", "freeOpenglWidgets()", "newD3D9Widgets()", "freeD3D9Widgets()", "newD3D11Widgets()",
-            "freeD3D11Widgets()", "onDecoderDestroyed()"};
+        const QStringList expected{"receiveLevel(double)",
+                                   "sig_receivePlayStart(int)",
+                                   "sig_receivePlayFinsh()",
+                                   "sig_fileDrag(QString)",
+                                   "sig_btnClicked(QString)",
+                                   "snapImage(QImage,QString)",
+                                   "sig_connExceedMax()",
+                                   "sig_otherError()",
+                                   "sig_startTalkDeviceBusy(QString)",
+                                   "sig_startTalkError(QString)",
+                                   "setOsd(OsdInfo)",
+                                   "appendOsd(OsdInfo)",
+                                   "removeOsd(QString)",
+                                   "clearOsd()",
+                                   "setGraph(GraphInfo)",
+                                   "appendGraph(GraphInfo)",
+                                   "removeGraph(QString)",
+                                   "clearGraph()",
+                                   "setImage(QImage)",
+                                   "clear()",
+                                   "setPalettex(bool)",
+                                   "snap(QString,bool)",
+                                   "setSaveInterval(int)",
+                                   "recordStart(QString)",
+                                   "recordStop()",
+                                   "talkStart()",
+                                   "talkStop()",
+                                   "setVolume(int)",
+                                   "setMuted(bool)",
+                                   "setCalcLevel(bool)",
+                                   "started()",
+                                   "finished()",
+                                   "receivePlayStart(int)",
+                                   "receivePlayFinsh(QObject*)",
+                                   "btnClicked(QString)",
+                                   "receiveImage(QImage,int)",
+                                   "receiveSizeChanged()",
+                                   "receiveCodecChanged()",
+                                   "receiveFrame(int,int,quint8*,quint8*,quint8*,uint,uint,uint)",
+                                   "receiveFrame(int,int,quint8*,quint8*,uint,uint)",
+                                   "receiveFrame(int,int,quint8*,int,bool)",
+                                   "receiveFrame(int,int,quint8*,bool)",
+                                   "openAudioOutput(int,int,int)",
+                                   "playAudio(QByteArray)",
+                                   "newOpenglWidgets()",
+                                   "freeOpenglWidgets()",
+                                   "newD3D9Widgets()",
+                                   "freeD3D9Widgets()",
+                                   "newD3D11Widgets()",
+                                   "freeD3D11Widgets()",
+                                   "onDecoderDestroyed()"};
         QCOMPARE(ownMethods(&AbstractVideoWidget::staticMetaObject), expected);
     }
 
@@ -160,9 +196,9 @@ private Q_SLOTS:
         const QMetaObject& meta = AbstractVideoWidget::staticMetaObject;
         for (int i = meta.propertyOffset(); i < meta.propertyCount(); ++i)
             names.append(meta.property(i).name());
-        QCOMPARE(names, QStringList({"bgTextSize", "bgText", "bgColor", "textColor", "borderWidth", "borderColor",
-                                     "focusColor", "bannerBgAlpha", "bannerBgColor", "bannerTextColor",
-                                     "bannerPressColor"}));
+        QCOMPARE(names,
+                 QStringList({"bgTextSize", "bgText", "bgColor", "textColor", "borderWidth", "borderColor",
+                              "focusColor", "bannerBgAlpha", "bannerBgColor", "bannerTextColor", "bannerPressColor"}));
     }
 
     void records_haveTheirDefaults()
@@ -212,11 +248,17 @@ private Q_SLOTS:
     void property_isWrittenAndRead_whenItIsAWidgetField()
     {
         BareWidget widget;
-        const QVector<QPair<const char*, QVariant>> values{
-            {"bgTextSize", 22},          {"bgText", QString("x")},      {"bgColor", QColor(1, 2, 3)},
-            {"textColor", QColor(4, 5, 6)}, {"borderWidth", 7},         {"borderColor", QColor(8, 9, 10)},
-            {"focusColor", QColor(11, 12, 13)}, {"bannerBgAlpha", 50}, {"bannerBgColor", QColor(14, 15, 16)},
-            {"bannerTextColor", QColor(17, 18, 19)}, {"bannerPressColor", QColor(20, 21, 22)}};
+        const QVector<QPair<const char*, QVariant>> values{{"bgTextSize", 22},
+                                                           {"bgText", QString("x")},
+                                                           {"bgColor", QColor(1, 2, 3)},
+                                                           {"textColor", QColor(4, 5, 6)},
+                                                           {"borderWidth", 7},
+                                                           {"borderColor", QColor(8, 9, 10)},
+                                                           {"focusColor", QColor(11, 12, 13)},
+                                                           {"bannerBgAlpha", 50},
+                                                           {"bannerBgColor", QColor(14, 15, 16)},
+                                                           {"bannerTextColor", QColor(17, 18, 19)},
+                                                           {"bannerPressColor", QColor(20, 21, 22)}};
         for (const auto& value : values) {
             QVERIFY(widget.setProperty(value.first, value.second));
             QCOMPARE(widget.property(value.first), value.second);
@@ -443,7 +485,8 @@ private Q_SLOTS:
             thread.setImage(QImage(reinterpret_cast<const uchar*>(pixels.data()), 160, 120, QImage::Format_RGB32));
             pixels.fill(char(0x40));
             widget.update();
-            QVERIFY(Screen::waitForColor(&widget, QPoint(200, 150), copies ? QColor(Qt::white) : QColor(64, 64, 64), 2));
+            QVERIFY(
+                Screen::waitForColor(&widget, QPoint(200, 150), copies ? QColor(Qt::white) : QColor(64, 64, 64), 2));
         }
     }
 
@@ -477,8 +520,10 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("hardware");
         QTest::addColumn<QString>("renderer");
-        QTest::newRow("software") << "none" << "yuvWidget";
-        QTest::newRow("hardware") << "vaapi" << "nv12Widget";
+        QTest::newRow("software") << "none"
+                                  << "yuvWidget";
+        QTest::newRow("hardware") << "vaapi"
+                                  << "nv12Widget";
     }
 
     void frame_isDrawnByTheRendererOfItsDecoding()

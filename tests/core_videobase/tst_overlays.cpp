@@ -410,8 +410,8 @@ private Q_SLOTS:
         widget.appendOsd(text);
         QVERIFY(Screen::waitForColor(&widget, QPoint(30, 30), Qt::magenta, 2));
         const QRect textRect(240, 70, 125, 38);
-        QVERIFY(Waiting::until(
-            [&] { return countPixels(Screen::grab(&widget).copy(textRect), Qt::white, 10) > 200; }, 5000));
+        QVERIFY(Waiting::until([&] { return countPixels(Screen::grab(&widget).copy(textRect), Qt::white, 10) > 200; },
+                               5000));
         // The picture goes on between the letters.
         QVERIFY(countPixels(Screen::grab(&widget).copy(textRect), TestPicture::topRight(), 60) > 1000);
 
@@ -715,8 +715,8 @@ private Q_SLOTS:
     {
         BareWidget widget;
         const auto enter = [&widget](QMimeData* data) {
-            QDragEnterEvent event(QPoint(20, 20), Qt::CopyAction | Qt::LinkAction | Qt::MoveAction, data, Qt::LeftButton,
-                                  Qt::NoModifier);
+            QDragEnterEvent event(QPoint(20, 20), Qt::CopyAction | Qt::LinkAction | Qt::MoveAction, data,
+                                  Qt::LeftButton, Qt::NoModifier);
             event.setDropAction(Qt::MoveAction);
             event.ignore();
             QCoreApplication::sendEvent(&widget, &event);

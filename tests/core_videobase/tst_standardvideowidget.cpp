@@ -68,8 +68,8 @@ public:
 public Q_SLOTS:
     void openAudioOutput(int, int, int) { ++opened; }
     void play(const QByteArray&) { ++played; }
-    void receiveVolume(int) {}
-    void receiveMuted(bool) {}
+    void receiveVolume(int) { }
+    void receiveMuted(bool) { }
 };
 
 } // namespace
@@ -173,14 +173,24 @@ private Q_SLOTS:
         ScriptedWidget widget;
         widget.script = [](ScriptedThread* thread) { thread->holdsPictures = true; };
         QVERIFY(widget.start());
-        const QList<QByteArray> connected{
-            "receivePlayStart(int)", "receivePlayFinsh(QObject*)", "sig_decoderDestroyed()", "sig_connExceedMax()",
-            "sig_otherError()", "receivePosition(qint64)", "receiveAudioFormat(int,int,int)", "receiveAudio(QByteArray)",
-            "receiveImage(QImage,int)", "snapImage(QImage,QString)",
-            "receiveFrame(int,int,quint8*,quint8*,quint8*,quint32,quint32,quint32)",
-            "receiveFrame(int,int,quint8*,quint8*,quint32,quint32)", "receiveFrame(int,int,quint8*,bool)",
-            "receiveFrame(int,int,quint8*,int,bool)", "receiveSizeChanged()", "receiveCodecChanged()", "started()",
-            "finished()"};
+        const QList<QByteArray> connected{"receivePlayStart(int)",
+                                          "receivePlayFinsh(QObject*)",
+                                          "sig_decoderDestroyed()",
+                                          "sig_connExceedMax()",
+                                          "sig_otherError()",
+                                          "receivePosition(qint64)",
+                                          "receiveAudioFormat(int,int,int)",
+                                          "receiveAudio(QByteArray)",
+                                          "receiveImage(QImage,int)",
+                                          "snapImage(QImage,QString)",
+                                          "receiveFrame(int,int,quint8*,quint8*,quint8*,quint32,quint32,quint32)",
+                                          "receiveFrame(int,int,quint8*,quint8*,quint32,quint32)",
+                                          "receiveFrame(int,int,quint8*,bool)",
+                                          "receiveFrame(int,int,quint8*,int,bool)",
+                                          "receiveSizeChanged()",
+                                          "receiveCodecChanged()",
+                                          "started()",
+                                          "finished()"};
         struct Open : AbstractVideoThread
         {
             using QObject::receivers;
@@ -193,7 +203,8 @@ private Q_SLOTS:
             QVERIFY2(count(signature) == 1, signature.constData());
 
         widget.stop();
-        const QList<QByteArray> kept{"sig_connExceedMax()", "sig_otherError()", "receivePosition(qint64)", "finished()"};
+        const QList<QByteArray> kept{"sig_connExceedMax()", "sig_otherError()", "receivePosition(qint64)",
+                                     "finished()"};
         for (const QByteArray& signature : connected)
             QVERIFY2(count(signature) == (kept.contains(signature) ? 1 : 0), signature.constData());
     }
@@ -401,7 +412,8 @@ private Q_SLOTS:
         ScriptedWidget widget;
         widget.script = [](ScriptedThread* thread) { thread->holdsPictures = true; };
         QVERIFY(widget.start());
-        auto* label = widget.findChild<QWidget*>("bannerWidget")->findChild<QObject*>(QString(), Qt::FindDirectChildrenOnly);
+        auto* label
+            = widget.findChild<QWidget*>("bannerWidget")->findChild<QObject*>(QString(), Qt::FindDirectChildrenOnly);
         QVERIFY(label);
         QPointer<AbstractVideoThread> thread = widget.bound();
         Q_EMIT thread->recorderStateChanged(RecorderRecording, "a.mp4");
@@ -491,11 +503,21 @@ private Q_SLOTS:
             for (int i = 0; i < actions; ++i) {
                 QTest::qWait(random.bounded(12));
                 switch (random.bounded(5)) {
-                case 0: widget->stop(); break;
-                case 1: widget->start(); break;
-                case 2: widget->hide(); break;
-                case 3: widget->show(); break;
-                default: widget->resize(300 + random.bounded(200), 250); break;
+                case 0:
+                    widget->stop();
+                    break;
+                case 1:
+                    widget->start();
+                    break;
+                case 2:
+                    widget->hide();
+                    break;
+                case 3:
+                    widget->show();
+                    break;
+                default:
+                    widget->resize(300 + random.bounded(200), 250);
+                    break;
                 }
             }
             if (random.bounded(2))

@@ -44,8 +44,6 @@ QString droppedText(const QDropEvent* event)
 
 } // namespace
 
-// --- Items and graphs
-
 void AbstractVideoWidget::setOsd(OsdInfo osd)
 {
     overlays->set(osd);
@@ -98,7 +96,8 @@ void AbstractVideoWidget::clearGraph()
 void AbstractVideoWidget::overlayChanged()
 {
     if (!refreshPending.exchange(true))
-        QMetaObject::invokeMethod(this, [this] { refreshOverlay(); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            this, [this] { refreshOverlay(); }, Qt::QueuedConnection);
 }
 
 bool AbstractVideoWidget::isPictureNative() const
@@ -139,8 +138,6 @@ QRegion AbstractVideoWidget::overlayRegion()
     painter.end();
     return OverlayPainter::paintedRegion(canvas);
 }
-
-// --- Painting
 
 bool AbstractVideoWidget::eventFilter(QObject* watched, QEvent* event)
 {
@@ -203,8 +200,6 @@ void AbstractVideoWidget::drawOsd(QPainter* painter)
     OverlayPainter::drawOsds(painter, area, overlays->allOsds(), now);
 }
 
-// --- Digital zoom
-
 bool AbstractVideoWidget::isDigitalZoom() const { return zoom->isOn(); }
 
 void AbstractVideoWidget::setDigitalZoom(bool enabled)
@@ -264,9 +259,7 @@ void AbstractVideoWidget::mouseReleaseEvent(QMouseEvent* event)
         QWidget::mouseReleaseEvent(event);
 }
 
-// --- Banner
-
-void AbstractVideoWidget::btnClicked(QString) {}
+void AbstractVideoWidget::btnClicked(QString) { }
 
 void AbstractVideoWidget::enterEvent(QEvent* event)
 {
@@ -286,8 +279,6 @@ void AbstractVideoWidget::leaveEvent(QEvent* event)
     bannerWidget->hide();
     unsetCursor();
 }
-
-// --- Drag and drop
 
 void AbstractVideoWidget::dragEnterEvent(QDragEnterEvent* event)
 {

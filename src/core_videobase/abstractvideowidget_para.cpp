@@ -1,9 +1,6 @@
 #include "core_videobase/abstractvideowidget.h"
 
 #include "core_videobase/bannerwidget.h"
-#include "core_videobase/digitalzoom.h"
-#include "core_videobase/overlaylists.h"
-#include "core_videobase/videorenderers.h"
 
 // The records of a display widget and their single fields.
 
@@ -100,10 +97,7 @@ void AbstractVideoWidget::setBannerBgColor(const QColor& color) { changeBanner(&
 
 QColor AbstractVideoWidget::getBannerTextColor() const { return bannerWidget->getBannerPara().bannerTextColor; }
 
-void AbstractVideoWidget::setBannerTextColor(const QColor& color)
-{
-    changeBanner(&BannerPara::bannerTextColor, color);
-}
+void AbstractVideoWidget::setBannerTextColor(const QColor& color) { changeBanner(&BannerPara::bannerTextColor, color); }
 
 QColor AbstractVideoWidget::getBannerPressColor() const { return bannerWidget->getBannerPara().bannerPressColor; }
 
