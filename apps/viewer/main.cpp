@@ -1,0 +1,74 @@
+#include "commandline.h"
+#include "core_videobase/abstractvideothread.h"
+#include "mainwindow.h"
+#include "theme.h"
+#include "timedrun.h"
+
+#include <QApplication>
+#include <QLoggingCategory>
+
+#include <cstdio>
+#include <memory>
+
+namespace {
+
+constexpr int usageError = 2;
+
+void print(FILE* stream, const QString& text) { std::fputs(qPrintable(text), stream); }
+
+void nameApplication()
+{
+    QCoreApplication::setApplicationName("vantor-viewer");
+    QCoreApplication::setApplicationVersion(VANTOR_VIEWER_VERSION);
+}
+
+// Help and wrong options need no display, hence an application object of their own.
+CommandLine::Outcome readCommandLine(int argc, char** argv, ViewerOptions& options)
+{
+    QCoreApplication application(argc, argv);
+    CommandLine commandLine;
+    const CommandLine::Outcome outcome = commandLine.parse(application.arguments());
+    print(outcome == CommandLine::Outcome::Error ? stderr : stdout, commandLine.message());
+    options = commandLine.options();
+    return outcome;
+}
+
+// What is opened and closed is of interest to who looks for a fault; warnings always are.
+void setUpLog(bool debug)
+{
+    AbstractVideoThread::debugInfo = debug;
+    if (!debug)
+        QLoggingCategory::setFilterRules("vantor.*.info=false");
+}
+
+int showWindow(QApplication& application, const ViewerOptions& options)
+{
+    MainWindow window(options);
+    window.show();
+    std::unique_ptr<TimedRun> run;
+    if (options.seconds > 0)
+        run.reset(new TimedRun(&window, options.seconds, options.screenshot));
+    const int result = application.exec();
+    return run && !run->isDone() ? 1 : result;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    nameApplication();
+    ViewerOptions options;
+    switch (readCommandLine(argc, argv, options)) {
+    case CommandLine::Outcome::Error:
+        return usageError;
+    case CommandLine::Outcome::Help:
+    case CommandLine::Outcome::Version:
+        return 0;
+    case CommandLine::Outcome::Run:
+        break;
+    }
+    setUpLog(options.debug);
+    QApplication application(argc, argv);
+    applyTheme(application);
+    return showWindow(application, options);
+}

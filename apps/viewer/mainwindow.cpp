@@ -1,0 +1,291 @@
+#include "mainwindow.h"
+
+#include "playbackbar.h"
+#include "qttoolkit/quihelper.h"
+#include "snapshots.h"
+#include "sourcesdialog.h"
+#include "videocell.h"
+#include "videogrid.h"
+
+#include <QActionGroup>
+#include <QCloseEvent>
+#include <QFileDialog>
+#include <QLabel>
+#include <QMenu>
+#include <QStatusBar>
+#include <QToolBar>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+namespace {
+constexpr QSize normalSize{1280, 860};
+constexpr int statusTime = 8000; // milliseconds
+constexpr qint64 jumpTime = 5000; // milliseconds
+} // namespace
+
+MainWindow::MainWindow(const ViewerOptions& options, QWidget* parent)
+    : QMainWindow(parent)
+    , transport(options.transport)
+    , videoGrid(new VideoGrid(options, this))
+    , playbackBar(new PlaybackBar(this))
+    , snapshotTaker(new Snapshots(options.snapshotFolder, this))
+{
+    setWindowTitle(tr("Vantor Viewer"));
+    setWindowIcon(QIcon(":/viewer/viewer.svg"));
+    resize(normalSize);
+    makeCentre();
+    makeToolBar();
+    makeStatusBar();
+    connectGrid();
+    selectCell(videoGrid->selectedCell());
+    videoGrid->setSources(options.sources);
+}
+
+void MainWindow::makeCentre()
+{
+    auto* centre = new QWidget(this);
+    auto* box = new QVBoxLayout(centre);
+    box->setContentsMargins(0, 0, 0, 0);
+    box->setSpacing(0);
+    box->addWidget(videoGrid, 1);
+    box->addWidget(playbackBar);
+    setCentralWidget(centre);
+}
+
+void MainWindow::makeToolBar()
+{
+    toolBar = addToolBar(tr("Tools"));
+    toolBar->setObjectName("tools");
+    toolBar->setMovable(false);
+    toolBar->setContextMenuPolicy(Qt::PreventContextMenu);
+    toolBar->setIconSize({20, 20});
+
+    connect(addAction("open", tr("Open file…"), "open", QKeySequence::Open), &QAction::triggered, this,
+            &MainWindow::openFile);
+    connect(addAction("sources", tr("Sources…"), "sources", tr("Ctrl+L")), &QAction::triggered, this,
+            &MainWindow::editSources);
+    toolBar->addSeparator();
+    makeGridActions();
+    toolBar->addSeparator();
+    makeCellActions();
+    auto* space = new QWidget(toolBar);
+    space->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
+    toolBar->addWidget(space);
+    makeWindowActions();
+}
+
+void MainWindow::makeGridActions()
+{
+    gridActions = new QActionGroup(this);
+    for (int side = 1; side <= 4; ++side) {
+        const int count = side * side;
+        QAction* action = addAction(QString("grid%1").arg(count), tr("%n cell(s)", nullptr, count),
+                                    QString("grid%1").arg(count), QKeySequence(QString("Ctrl+%1").arg(side)));
+        action->setCheckable(true);
+        action->setData(count);
+        action->setChecked(count == videoGrid->cellCount());
+        gridActions->addAction(action);
+    }
+    connect(gridActions, &QActionGroup::triggered, this,
+            [this](const QAction* action) { videoGrid->setCellCount(action->data().toInt()); });
+}
+
+void MainWindow::makeCellActions()
+{
+    snapshotAction = addAction("snapshot", tr("Snapshot"), "snapshot", QKeySequence(Qt::Key_S));
+    connect(snapshotAction, &QAction::triggered, this, [this] { snapshotTaker->take(videoGrid->selectedCell()); });
+    zoomAction
+        = addAction("zoom", tr("Digital zoom (wheel enlarges, dragging moves)"), "zoom", QKeySequence(Qt::Key_Z));
+    zoomAction->setCheckable(true);
+    connect(zoomAction, &QAction::triggered, this, &MainWindow::setDigitalZoom);
+    muteAction = addAction("sound", tr("Sound"), "sound", QKeySequence(Qt::Key_M));
+    muteAction->setCheckable(true);
+    connect(muteAction, &QAction::triggered, this, [this] { videoGrid->selectedCell()->toggleMuted(); });
+    QAction* restart = addAction("restart", tr("Start again"), "restart", QKeySequence(Qt::Key_F5));
+    connect(restart, &QAction::triggered, this, [this] { videoGrid->selectedCell()->play(); });
+    QAction* remove = addAction("close", tr("Close source"), "close", QKeySequence::Delete);
+    connect(remove, &QAction::triggered, this, &MainWindow::closeSource);
+    cellActions = {snapshotAction, zoomAction, muteAction, restart, remove};
+}
+
+void MainWindow::makeWindowActions()
+{
+    connect(addAction("folder", tr("Snapshot folder…"), "folder", {}), &QAction::triggered, this,
+            &MainWindow::chooseSnapshotFolder);
+    enlargeAction = addAction("enlarge", tr("Enlarge cell (double click)"), "enlarge", QKeySequence(Qt::Key_Return));
+    enlargeAction->setCheckable(true);
+    connect(enlargeAction, &QAction::triggered, videoGrid, &VideoGrid::toggleEnlarged);
+    fullScreenAction = addAction("fullScreen", tr("Full screen"), "fullscreen", QKeySequence(Qt::Key_F11));
+    fullScreenAction->setCheckable(true);
+    connect(fullScreenAction, &QAction::triggered, this, &MainWindow::toggleFullScreen);
+
+    const auto addKey = [this](const QKeySequence& key, auto work) {
+        auto* action = new QAction(this);
+        action->setShortcut(key);
+        connect(action, &QAction::triggered, this, work);
+        QWidget::addAction(action);
+    };
+    addKey(Qt::Key_Escape, [this] { leaveFullScreen(); });
+    addKey(Qt::Key_Space, [this] { videoGrid->selectedCell()->togglePause(); });
+    addKey(Qt::Key_Left, [this] { playbackBar->jump(-jumpTime); });
+    addKey(Qt::Key_Right, [this] { playbackBar->jump(jumpTime); });
+    addKey(Qt::Key_PageUp, [this] { videoGrid->selectNext(-1); });
+    addKey(Qt::Key_PageDown, [this] { videoGrid->selectNext(1); });
+}
+
+void MainWindow::makeStatusBar()
+{
+    summaryLabel = new QLabel(this);
+    summaryLabel->setObjectName("summary");
+    statusBar()->addPermanentWidget(summaryLabel);
+    statusBar()->setSizeGripEnabled(false);
+}
+
+void MainWindow::connectGrid()
+{
+    connect(videoGrid, &VideoGrid::selectionChanged, this, &MainWindow::selectCell);
+    connect(videoGrid, &VideoGrid::stateChanged, this, &MainWindow::refresh);
+    connect(videoGrid, &VideoGrid::layoutChanged, this, &MainWindow::refresh);
+    connect(videoGrid, &VideoGrid::message, this, &MainWindow::showStatus);
+    connect(videoGrid, &VideoGrid::snapshotWanted, snapshotTaker, &Snapshots::take);
+    connect(videoGrid, &VideoGrid::menuWanted, this, [this](VideoCell*, const QPoint& at) { showMenu(at); });
+    connect(snapshotTaker, &Snapshots::message, this, &MainWindow::showStatus);
+}
+
+// The icon is drawn in the colour of the button, which also says whether it is checked or switched off. It is given to
+// the action because a button takes over the icon of its action whenever that changes.
+QAction* MainWindow::addAction(const QString& name, const QString& text, const QString& icon, const QKeySequence& key)
+{
+    auto* action = new QAction(text, this);
+    action->setObjectName(name);
+    action->setShortcut(key);
+    const QString shown = key.toString(QKeySequence::NativeText);
+    action->setToolTip(shown.isEmpty() ? text : QString("%1 (%2)").arg(text, shown));
+    toolBar->addAction(action);
+    QWidget::addAction(action);
+    auto* button = qobject_cast<QToolButton*>(toolBar->widgetForAction(action));
+    button->setFocusPolicy(Qt::NoFocus);
+    QUIHelper::setSvgIcon(button, QString(":/viewer/%1.svg").arg(icon));
+    action->setIcon(button->icon());
+    return action;
+}
+
+void MainWindow::selectCell(VideoCell* cell)
+{
+    playbackBar->setCell(cell);
+    refresh();
+}
+
+void MainWindow::refresh()
+{
+    const VideoCell* cell = videoGrid->selectedCell();
+    for (QAction* action : qAsConst(cellActions))
+        action->setEnabled(cell->state() != CellState::Empty);
+    snapshotAction->setEnabled(cell->isPlaying());
+    zoomAction->setEnabled(cell->isPlaying());
+    zoomAction->setChecked(cell->isDigitalZoom());
+    muteAction->setChecked(!cell->isMuted());
+    enlargeAction->setChecked(videoGrid->isEnlarged());
+    for (QAction* action : gridActions->actions())
+        action->setChecked(action->data().toInt() == videoGrid->cellCount());
+    summaryLabel->setText(videoGrid->summary());
+}
+
+void MainWindow::showStatus(const QString& text)
+{
+    statusBar()->showMessage(text, statusTime);
+    refresh();
+}
+
+void MainWindow::showMenu(const QPoint& globalPosition)
+{
+    auto* menu = new QMenu(this);
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    menu->addActions(cellActions);
+    menu->addSeparator();
+    menu->addActions({enlargeAction, fullScreenAction});
+    menu->popup(globalPosition);
+}
+
+void MainWindow::openFile()
+{
+    const QString file = QFileDialog::getOpenFileName(this, tr("Choose a file"));
+    if (file.isEmpty())
+        return;
+    QList<Source> sources = videoGrid->sources();
+    const int index = videoGrid->selectedCell()->number() - 1;
+    while (sources.size() <= index)
+        sources.append(Source());
+    sources[index] = Source();
+    sources[index].url = file;
+    applySources(sources);
+}
+
+void MainWindow::editSources()
+{
+    SourcesDialog dialog(videoGrid->sources(), transport, this);
+    dialog.setCurrentRow(videoGrid->selectedCell()->number() - 1);
+    if (dialog.exec() == QDialog::Accepted)
+        applySources(dialog.sources());
+}
+
+void MainWindow::applySources(const QList<Source>& sources)
+{
+    videoGrid->setSources(sources);
+    if (sources.size() <= videoGrid->cellCount())
+        return;
+    for (int count : {4, 9, 16}) {
+        if (sources.size() <= count) {
+            videoGrid->setCellCount(count);
+            return;
+        }
+    }
+}
+
+void MainWindow::chooseSnapshotFolder()
+{
+    const QString folder
+        = QFileDialog::getExistingDirectory(this, tr("Folder of the snapshots"), snapshotTaker->folder());
+    if (!folder.isEmpty())
+        snapshotTaker->setFolder(folder);
+}
+
+void MainWindow::setDigitalZoom(bool enabled)
+{
+    videoGrid->selectedCell()->setDigitalZoom(enabled);
+    showStatus(enabled ? tr("Digital zoom: the wheel enlarges the picture, dragging moves it")
+                       : tr("Digital zoom is off"));
+}
+
+void MainWindow::toggleFullScreen() { setWindowState(windowState() ^ Qt::WindowFullScreen); }
+
+void MainWindow::leaveFullScreen()
+{
+    if (isFullScreen())
+        toggleFullScreen();
+    else if (videoGrid->isEnlarged())
+        videoGrid->toggleEnlarged();
+}
+
+void MainWindow::closeSource()
+{
+    videoGrid->selectedCell()->setSource({});
+    refresh();
+}
+
+void MainWindow::changeEvent(QEvent* event)
+{
+    QMainWindow::changeEvent(event);
+    if (event->type() != QEvent::WindowStateChange || !fullScreenAction)
+        return;
+    fullScreenAction->setChecked(isFullScreen());
+    toolBar->setVisible(!isFullScreen());
+    playbackBar->setVisible(!isFullScreen());
+    statusBar()->setVisible(!isFullScreen());
+}
+
+void MainWindow::closeEvent(QCloseEvent* event)
+{
+    videoGrid->stopAll();
+    QMainWindow::closeEvent(event);
+}

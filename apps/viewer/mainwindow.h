@@ -1,0 +1,69 @@
+#pragma once
+
+#include "source.h"
+#include "vieweroptions.h"
+
+#include <QMainWindow>
+
+class PlaybackBar;
+class QAction;
+class QActionGroup;
+class QLabel;
+class QToolBar;
+class Snapshots;
+class VideoCell;
+class VideoGrid;
+
+/// The viewer's window: the grid with the tool bar above it, the playback bar and the status bar below.
+class MainWindow : public QMainWindow
+{
+    Q_OBJECT
+
+public:
+    explicit MainWindow(const ViewerOptions& options, QWidget* parent = nullptr);
+
+    VideoGrid* grid() const { return videoGrid; }
+    Snapshots* snapshots() const { return snapshotTaker; }
+
+protected:
+    /// Ends everything that plays before the window goes.
+    void closeEvent(QCloseEvent* event) override;
+    void changeEvent(QEvent* event) override;
+
+private:
+    void makeCentre();
+    void makeToolBar();
+    void makeGridActions();
+    void makeCellActions();
+    void makeWindowActions();
+    void makeStatusBar();
+    void connectGrid();
+    QAction* addAction(const QString& name, const QString& text, const QString& icon, const QKeySequence& key);
+
+    void selectCell(VideoCell* cell);
+    void refresh();
+    void showStatus(const QString& text);
+    void showMenu(const QPoint& globalPosition);
+    void openFile();
+    void editSources();
+    void applySources(const QList<Source>& sources);
+    void chooseSnapshotFolder();
+    void setDigitalZoom(bool enabled);
+    void toggleFullScreen();
+    void leaveFullScreen();
+    void closeSource();
+
+    const QString transport; // of sources that are opened later on
+    VideoGrid* videoGrid; // children
+    PlaybackBar* playbackBar;
+    Snapshots* snapshotTaker;
+    QToolBar* toolBar = nullptr;
+    QActionGroup* gridActions = nullptr;
+    QAction* enlargeAction = nullptr;
+    QAction* zoomAction = nullptr;
+    QAction* fullScreenAction = nullptr;
+    QAction* snapshotAction = nullptr;
+    QAction* muteAction = nullptr;
+    QList<QAction*> cellActions;
+    QLabel* summaryLabel = nullptr;
+};

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "core_videobase/videotypes.h"
+#include "source.h"
+
+#include <QString>
+
+/// What the command line asks for.
+struct ViewerOptions
+{
+    QList<Source> sources; ///< 16 at most
+    int cellCount = 4; ///< 1, 4, 9 or 16
+    QString transport{"tcp"}; ///< of sources that are opened later on
+    QString captureFormat; ///< of sources that are opened later on
+    VideoMode mode = VideoMode_Opengl;
+    QString hardware{"none"};
+    int readTimeout = 3000; ///< in milliseconds; 0: a lost source is not opened again
+    int connectTimeout = 3000; ///< in milliseconds
+    QString snapshotFolder;
+    QString screenshot; ///< picture file of the whole screen; empty for none
+    int seconds = 0; ///< running time; 0 until the window is closed
+    bool debug = false;
+};
