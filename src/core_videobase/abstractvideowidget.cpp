@@ -10,6 +10,7 @@
 #include "core_videobase/videolayer.h"
 #include "core_videobase/videorenderers.h"
 
+#include <QEvent>
 #include <QFile>
 #include <QThread>
 
