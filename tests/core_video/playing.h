@@ -62,7 +62,7 @@ private:
     QElapsedTimer timer;
 };
 
-/// Starts the thread and serves it until it has ended and everything it sent has arrived; false after 20 seconds.
+/// Starts the thread and serves it until it has ended and everything it sent has arrived; false after a minute.
 bool playUntilEnd(FFmpegVideoThread* thread);
 
 /// A thread with a local source and a display; ends the thread with itself.
