@@ -3,12 +3,16 @@
 #include "core_videobase/graphinfo.h"
 #include "core_videobase/osdinfo.h"
 
-#include <QList>
-#include <QMutex>
+#include <QString>
 
 #include <algorithm>
+#include <mutex>
+#include <vector>
 
 /// What is drawn over and into a display's picture, in drawing order. Any thread: drawing works on copies.
+///
+/// Not Qt's lists: those share their items with their copies, and change them again without seeing that a copy on
+/// another thread was released.
 class OverlayLists
 {
 public:
@@ -16,63 +20,63 @@ public:
     void append(const OsdInfo& osd) { add(osds, osd); }
     void removeOsd(const QString& name) { remove(osds, name); }
     void clearOsds() { empty(osds); }
-    QList<OsdInfo> allOsds() const { return copy(osds); }
+    std::vector<OsdInfo> allOsds() const { return copy(osds); }
 
     void set(const GraphInfo& graph) { replace(graphs, graph); }
     void append(const GraphInfo& graph) { add(graphs, graph); }
     void removeGraph(const QString& name) { remove(graphs, name); }
     void clearGraphs() { empty(graphs); }
-    QList<GraphInfo> allGraphs() const { return copy(graphs); }
+    std::vector<GraphInfo> allGraphs() const { return copy(graphs); }
 
 private:
     template <typename Item>
-    static auto find(QList<Item>& list, const QString& name)
+    static auto find(std::vector<Item>& list, const QString& name)
     {
         return std::find_if(list.begin(), list.end(), [&](const Item& item) { return item.name == name; });
     }
 
     template <typename Item>
-    void replace(QList<Item>& list, const Item& item)
+    void replace(std::vector<Item>& list, const Item& item)
     {
-        const QMutexLocker lock(&mutex);
+        const std::lock_guard<std::mutex> lock(mutex);
         const auto found = find(list, item.name);
         if (found == list.end())
-            list.append(item);
+            list.push_back(item);
         else
             *found = item;
     }
 
     template <typename Item>
-    void add(QList<Item>& list, const Item& item)
+    void add(std::vector<Item>& list, const Item& item)
     {
-        const QMutexLocker lock(&mutex);
-        list.append(item);
+        const std::lock_guard<std::mutex> lock(mutex);
+        list.push_back(item);
     }
 
     template <typename Item>
-    void remove(QList<Item>& list, const QString& name)
+    void remove(std::vector<Item>& list, const QString& name)
     {
-        const QMutexLocker lock(&mutex);
+        const std::lock_guard<std::mutex> lock(mutex);
         const auto found = find(list, name);
         if (found != list.end())
             list.erase(found);
     }
 
     template <typename Item>
-    void empty(QList<Item>& list)
+    void empty(std::vector<Item>& list)
     {
-        const QMutexLocker lock(&mutex);
+        const std::lock_guard<std::mutex> lock(mutex);
         list.clear();
     }
 
     template <typename Item>
-    QList<Item> copy(const QList<Item>& list) const
+    std::vector<Item> copy(const std::vector<Item>& list) const
     {
-        const QMutexLocker lock(&mutex);
+        const std::lock_guard<std::mutex> lock(mutex);
         return list;
     }
 
-    mutable QMutex mutex;
-    QList<OsdInfo> osds; // guarded by mutex
-    QList<GraphInfo> graphs; // guarded by mutex
+    mutable std::mutex mutex;
+    std::vector<OsdInfo> osds; // guarded by mutex
+    std::vector<GraphInfo> graphs; // guarded by mutex
 };

@@ -131,7 +131,7 @@ void OverlayPainter::drawBackground(QPainter* painter, const QRect& area, const 
     painter->restore();
 }
 
-void OverlayPainter::drawOsds(QPainter* painter, const QRect& area, const QList<OsdInfo>& osds, const QDateTime& now)
+void OverlayPainter::drawOsds(QPainter* painter, const QRect& area, const std::vector<OsdInfo>& osds, const QDateTime& now)
 {
     Placement placement{area.topLeft(), Qt::AlignLeft | Qt::AlignTop};
     for (const OsdInfo& osd : osds) {
@@ -147,9 +147,9 @@ void OverlayPainter::drawOsds(QPainter* painter, const QRect& area, const QList<
     }
 }
 
-void OverlayPainter::drawGraphs(QImage* image, const QList<GraphInfo>& graphs)
+void OverlayPainter::drawGraphs(QImage* image, const std::vector<GraphInfo>& graphs)
 {
-    if (image->isNull() || graphs.isEmpty())
+    if (image->isNull() || graphs.empty())
         return;
     if (!canBePaintedOn(*image))
         *image = image->convertToFormat(QImage::Format_ARGB32_Premultiplied);

@@ -4,8 +4,9 @@
 #include "core_videobase/osdinfo.h"
 
 #include <QDateTime>
-#include <QList>
 #include <QRegion>
+
+#include <vector>
 
 class QPainter;
 struct WidgetPara;
@@ -23,10 +24,10 @@ void drawBorder(QPainter* painter, const QRect& area, int width, const QColor& c
 void drawBackground(QPainter* painter, const QRect& area, const WidgetPara& para);
 
 /// The items in their order; @p area is the widget less its margins, @p now the moment that date and time items show.
-void drawOsds(QPainter* painter, const QRect& area, const QList<OsdInfo>& osds, const QDateTime& now);
+void drawOsds(QPainter* painter, const QRect& area, const std::vector<OsdInfo>& osds, const QDateTime& now);
 
 /// Burns the graphs into @p image, which gets a format that can be painted on.
-void drawGraphs(QImage* image, const QList<GraphInfo>& graphs);
+void drawGraphs(QImage* image, const std::vector<GraphInfo>& graphs);
 
 /// The pixels of @p image (Format_ARGB32_Premultiplied) that are not fully transparent.
 QRegion paintedRegion(const QImage& image);

@@ -720,6 +720,8 @@ private Q_SLOTS:
             event.setDropAction(Qt::MoveAction);
             event.ignore();
             QCoreApplication::sendEvent(&widget, &event);
+            QDragLeaveEvent leave; // or Qt keeps the widget as its target
+            QCoreApplication::sendEvent(&widget, &leave);
             return event.isAccepted() ? event.dropAction() : Qt::IgnoreAction;
         };
         QMimeData item;
@@ -740,6 +742,8 @@ private Q_SLOTS:
         const auto drop = [&widget](const QList<QUrl>& urls) {
             QMimeData data;
             data.setUrls(urls);
+            QDragEnterEvent enter(QPoint(20, 20), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+            QCoreApplication::sendEvent(&widget, &enter);
             QDropEvent event(QPointF(20, 20), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
             QCoreApplication::sendEvent(&widget, &event);
         };
