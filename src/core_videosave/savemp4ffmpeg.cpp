@@ -17,6 +17,7 @@
 #include <cstddef>
 #include <cstring>
 #include <deque>
+#include <limits>
 #include <mutex>
 #include <vector>
 
@@ -39,6 +40,9 @@ constexpr int encoderInputBytes = 1600;
 constexpr quint64 longestStepMs = 1000;
 constexpr quint64 joinedStepMs = 500;
 constexpr quint64 noticedStepMs = 300;
+
+/// As the decode time before the first picture.
+constexpr qint64 beforeAllTimes = std::numeric_limits<qint64>::min();
 
 constexpr auto rounding = static_cast<AVRounding>(AV_ROUND_NEAR_INF | AV_ROUND_PASS_MINMAX);
 
@@ -91,12 +95,16 @@ struct SaveMp4FFmpeg::Writer
     // Constant between init() and close().
     std::atomic<int> videoIndex{-1};
     std::atomic<int> audioIndex{-1};
+    std::atomic<int> streamCount{0}; // 0 while no output is open
+    XAudioEncPara audioPara;
+    int readTimeout = 0;
     AVRational videoTimeBase{0, 1};
     AVRational audioTimeBase{0, 1};
 
     bool hasWrittenVideo = false;
     bool hasWrittenAudio = false;
     qint64 nextAudioDts = AV_NOPTS_VALUE; // in the time base of the stream
+    int framesInFragment = 0; // of sound alone
 
     size_t queued()
     {
@@ -177,7 +185,10 @@ bool SaveMp4FFmpeg::init()
         return false;
     }
     writer->clearQueue();
+    writer->audioPara = audioPara;
+    writer->readTimeout = readTimeout;
     started = false;
+    lastVideoDts = beforeAllTimes;
     if (!writer->saveSemaphore.reset()) {
         qCCritical(lcMp4).noquote() << "CreateSemaphore NULL";
         return false;
@@ -207,9 +218,13 @@ int SaveMp4FFmpeg::createMp4(const char* name)
 {
     writer->bsf.reset();
     writer->format.reset();
+    writer->videoIndex = -1;
+    writer->audioIndex = -1;
+    writer->streamCount = 0;
     writer->hasWrittenVideo = false;
     writer->hasWrittenAudio = false;
     writer->nextAudioDts = AV_NOPTS_VALUE;
+    writer->framesInFragment = 0;
 
     if (!writer->format.allocate(nullptr, name)) {
         qCWarning(lcMp4).noquote() << "Could not deduce output format from file extension: using MPEG.";
@@ -263,6 +278,7 @@ int SaveMp4FFmpeg::writeHeader()
         writer->videoTimeBase = writer->format->streams[writer->videoIndex]->time_base;
     if (writer->audioIndex >= 0)
         writer->audioTimeBase = writer->format->streams[writer->audioIndex]->time_base;
+    writer->streamCount = static_cast<int>(writer->format->nb_streams);
     return 0;
 }
 
@@ -332,7 +348,7 @@ void SaveMp4FFmpeg::writeData(XFrameHeader* frame)
     const bool isVideo = frame->frameType <= XFrameHeader::LastVideoFrame;
     const bool isAudio = frame->frameType == XFrameHeader::AudioFrame;
     const int index = isVideo ? writer->videoIndex.load() : isAudio ? writer->audioIndex.load() : -1;
-    if (index < 0) {
+    if (index < 0 || index >= writer->streamCount) {
         qCWarning(lcMp4, "videoIndex = %d, audioIndex = %d", writer->videoIndex.load(), writer->audioIndex.load());
         return;
     }
@@ -383,7 +399,7 @@ void SaveMp4FFmpeg::writeData(AVPacket* packet, bool video)
         lastPts = packet->pts;
     else if (video && packet->dts != AV_NOPTS_VALUE)
         lastPts = packet->dts;
-    if (index < 0) {
+    if (index < 0 || index >= writer->streamCount) {
         qCWarning(lcMp4, "videoIndex = %d, audioIndex = %d", writer->videoIndex.load(), writer->audioIndex.load());
         return;
     }
@@ -393,18 +409,17 @@ void SaveMp4FFmpeg::writeData(AVPacket* packet, bool video)
         return;
     }
     clone->stream_index = index;
-    const bool isFirst = !started;
-    if (isFirst) {
+    if (!started) {
         started = true;
         firstPts = static_cast<quint64>(lastPts);
     }
     const qint64 pts = lastPts - static_cast<qint64>(firstPts);
     // Pictures that are shown later than they are decoded keep their decode time; the muxer wants it ascending.
     qint64 dts = video && packet->dts != AV_NOPTS_VALUE ? packet->dts - static_cast<qint64>(firstPts) : pts;
-    if (video && !isFirst)
+    if (video) {
         dts = qMax(dts, lastVideoDts + 1);
-    if (video)
         lastVideoDts = dts;
+    }
     stampPacket(clone.get(), video, qMax(pts, dts), dts);
     writePacket(clone.release());
 }
@@ -448,11 +463,11 @@ bool SaveMp4FFmpeg::enqueue(AVPacket* packet)
 
 void SaveMp4FFmpeg::save()
 {
-    const unsigned result = writer->saveSemaphore.wait(readTimeout);
+    const unsigned result = writer->saveSemaphore.wait(writer->readTimeout);
     if (result == CountingSemaphore::TimedOut)
         qCInfo(lcMp4).noquote() << "WaitForSingleObject timeout";
     else if (result != CountingSemaphore::Acquired)
-        qCInfo(lcMp4, "WaitForSingleObject save data Semaphore dw=%u", result);
+        qCInfo(lcMp4, "WaitForSingleObject save data Semaphore dw=%d", static_cast<int>(result));
     writeQueued(saveVideoError, saveAudioError);
     endOnFileError();
 }
@@ -510,12 +525,25 @@ void SaveMp4FFmpeg::writeFiltered(AVPacket* packet, const char* pattern)
     // Frames that fell on one time stamp follow each other.
     if (writer->nextAudioDts != AV_NOPTS_VALUE && packet->dts < writer->nextAudioDts - Adts::samplesPerFrame / 2)
         packet->pts = packet->dts = writer->nextAudioDts;
-    writer->nextAudioDts = packet->dts
-        + av_rescale_q(Adts::samplesPerFrame, AVRational{1, audioPara.sampleRate}, writer->audioTimeBase);
+    // Without it the last frame of a fragment would get the length of the stream's frame size, which is not AAC's.
+    packet->duration =
+        av_rescale_q(Adts::samplesPerFrame, AVRational{1, writer->audioPara.sampleRate}, writer->audioTimeBase);
+    writer->nextAudioDts = packet->dts + packet->duration;
     const int result = av_write_frame(writer->format.get(), packet);
     writer->hasWrittenAudio = true;
     if (result < 0)
         report(pattern, result, packet);
+    if (writer->videoIndex < 0)
+        endSoundFragment();
+}
+
+/// Key frames end the fragments of a file with pictures; one with sound alone gets a fragment a second.
+void SaveMp4FFmpeg::endSoundFragment()
+{
+    if (++writer->framesInFragment * Adts::samplesPerFrame < writer->audioPara.sampleRate)
+        return;
+    writer->framesInFragment = 0;
+    av_write_frame(writer->format.get(), nullptr);
 }
 
 bool SaveMp4FFmpeg::audioG711ToAAC(AVPacket* in, AVPacket* out)
@@ -525,7 +553,7 @@ bool SaveMp4FFmpeg::audioG711ToAAC(AVPacket* in, AVPacket* out)
         return false;
     }
     // The encoder expands every input but µ-law from A-law.
-    const QByteArray codes = audioPara.codec == 35
+    const QByteArray codes = writer->audioPara.codec == 35
         ? Alaw::fromLinear(in->data, in->size)
         : QByteArray::fromRawData(reinterpret_cast<const char*>(in->data), in->size);
     QByteArray output;
@@ -572,6 +600,7 @@ void SaveMp4FFmpeg::close()
     writer->clearQueue();
     writer->videoIndex = -1;
     writer->audioIndex = -1;
+    writer->streamCount = 0;
     if (writer->format) {
         if (writer->format.needsFile())
             av_write_trailer(writer->format.get());

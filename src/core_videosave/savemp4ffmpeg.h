@@ -25,7 +25,8 @@ struct AVStream;
 ///
 /// Video is written as it comes. G.711 and 16-bit PCM sound becomes AAC. A file that can't be written any more (a full
 /// disk) ends the recording by itself; getIsRunning() is false then and the producer may open the next file. After a
-/// crash the file plays up to its last complete fragment, which is a group of pictures.
+/// crash the file plays up to its last complete fragment, which is a group of pictures, or a second of
+/// sound where there are no pictures.
 class VANTOR_EXPORT SaveMp4FFmpeg : public AbstractSaveThread
 {
     Q_OBJECT
@@ -88,6 +89,7 @@ private:
     void writeVideo(AVPacket* packet, const char* pattern);
     void writeAudio(AVPacket* packet, const char* pattern);
     void writeFiltered(AVPacket* packet, const char* pattern);
+    void endSoundFragment();
     bool audioG711ToAAC(AVPacket* in, AVPacket* out);
     void report(const char* pattern, int error, const AVPacket* packet);
     void endOnFileError();
