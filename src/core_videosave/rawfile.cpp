@@ -15,9 +15,8 @@ std::atomic<bool> RawFile::directWriting{true};
 
 bool RawFile::open(QFile& file, const QString& name)
 {
-    QDir().mkpath(QFileInfo(name).absolutePath());
     file.setFileName(name);
-    if (!name.isEmpty() && file.open(QFile::WriteOnly))
+    if (!name.isEmpty() && QDir().mkpath(QFileInfo(name).absolutePath()) && file.open(QFile::WriteOnly))
         return true;
     qCCritical(lcRaw).noquote() << QString("could not open %1: %2").arg(name, file.errorString());
     return false;

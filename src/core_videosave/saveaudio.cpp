@@ -2,6 +2,8 @@
 
 #include "core_videosave/rawfile.h"
 
+#include <QDir>
+#include <QFileInfo>
 #include <QLoggingCategory>
 #include <QMutexLocker>
 #include <QtEndian>
@@ -111,6 +113,8 @@ void SaveAudio::convertToWav()
 {
     QFile pcm(file.fileName());
     QFile wav(QString(file.fileName()).replace("pcm", "wav"));
+    // "pcm" may also be in the name of a folder.
+    QDir().mkpath(QFileInfo(wav).absolutePath());
     if (wav.fileName() == pcm.fileName() || !pcm.open(QFile::ReadOnly) || !wav.open(QFile::WriteOnly)) {
         qCCritical(lcAudio).noquote() << QString("could not make a WAV file of %1").arg(pcm.fileName());
         return;

@@ -5,8 +5,8 @@
 #include <QByteArray>
 #include <QList>
 
-/// What SaveAudio writes.
-enum SaveAudioType {
+/// What SaveAudio writes; nothing for any other value.
+enum SaveAudioType : int {
     SaveAudioType_Pcm = 1, ///< the samples as they come
     SaveAudioType_Wav = 2, ///< samples while recording, a WAV file in their place at the end
     SaveAudioType_Aac = 3  ///< AAC, a header before each buffer

@@ -5,8 +5,8 @@
 #include <QByteArray>
 #include <QList>
 
-/// What SaveVideo writes.
-enum SaveVideoType {
+/// What SaveVideo writes; nothing for any other value.
+enum SaveVideoType : int {
     SaveVideoType_Yuv = 1 ///< planar YUV 4:2:0, picture after picture, without padding
 };
 
