@@ -12,7 +12,7 @@ struct CommandResult
 };
 
 /// Runs @p program with @p input, at most some MB, on its standard input and waits for its end.
-CommandResult runCommand(const QString& program, const QStringList& arguments, const QByteArray& input);
+CommandResult runCommand(const QString& program, const QStringList& arguments, const QByteArray& input = QByteArray());
 
 /// Runs ffmpeg from standard input to standard output: @p inputOptions, -i, then @p outputOptions. Only warnings and
 /// worse are in the messages.
