@@ -23,6 +23,8 @@ constexpr int waitMs = 100;
 /// Opens and writes without the thread, so that a test knows what is queued.
 struct UnthreadedSaver : SaveMp4FFmpeg
 {
+    ~UnthreadedSaver() override { stop(); }
+
     bool begin(const QString& name)
     {
         setFileName(name);

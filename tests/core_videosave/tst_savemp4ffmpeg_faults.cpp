@@ -31,6 +31,8 @@ constexpr char recordOption[] = "--record-until-killed";
 /// Opens and writes without the thread, so that a test knows when it writes.
 struct UnthreadedSaver : SaveMp4FFmpeg
 {
+    ~UnthreadedSaver() override { stop(); }
+
     bool begin(const QString& name)
     {
         setFileName(name);
