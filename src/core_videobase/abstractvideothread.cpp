@@ -10,6 +10,8 @@
 #include <QLoggingCategory>
 #include <QMutexLocker>
 
+#include <algorithm>
+
 namespace {
 Q_LOGGING_CATEGORY(lcThread, "vantor.thread")
 
@@ -270,6 +272,11 @@ void AbstractVideoThread::recordStop(RecordType type)
 }
 
 bool AbstractVideoThread::isRecording(RecordType type) const { return hasType(type) && recording[type]; }
+
+bool AbstractVideoThread::hasOpenFile() const
+{
+    return std::any_of(savers.cbegin(), savers.cend(), [](const SaveMp4FFmpeg* saver) { return saver->getIsRunning(); });
+}
 
 void AbstractVideoThread::stopAndWait()
 {

@@ -153,6 +153,8 @@ public:
     void recordStart(RecordType type);
     void recordStop(RecordType type);
     bool isRecording(RecordType type) const;
+    /// Whether a recording file is open, of whichever type.
+    bool hasOpenFile() const;
     /// @}
 
     /// Ends the thread and waits for it, repeating stop() until it has ended.

@@ -32,9 +32,11 @@ void AbstractVideoWidget::recordStop()
 
 void AbstractVideoWidget::setRecorderState(RecorderState state, const QString& file)
 {
-    recorderState = state;
+    // The end of one file says nothing about the file of the other record type.
+    const bool goesOn = videoThread && videoThread->hasOpenFile();
+    recorderState = goesOn ? RecorderRecording : state;
     recorderFile = file;
-    bannerWidget->recorderStateChanged(state, file);
+    bannerWidget->recorderStateChanged(recorderState, file);
 }
 
 void AbstractVideoWidget::talkStart() { }
