@@ -44,6 +44,9 @@ constexpr quint64 noticedStepMs = 300;
 /// As the decode time before the first picture.
 constexpr qint64 beforeAllTimes = std::numeric_limits<qint64>::min();
 
+/// Samples by which a frame may come late without a gap in the sound.
+constexpr qint64 longestAudioWait = 2 * Adts::samplesPerFrame;
+
 constexpr auto rounding = static_cast<AVRounding>(AV_ROUND_NEAR_INF | AV_ROUND_PASS_MINMAX);
 
 constexpr char saveVideoError[] = "write video [%1:%2][pts:%3][%4]";
@@ -522,8 +525,8 @@ void SaveMp4FFmpeg::writeFiltered(AVPacket* packet, const char* pattern)
         qCCritical(lcMp4).noquote() << QString("errno:[%1] filter audio error").arg(error);
     if (av_bsf_receive_packet(writer->bsf.get(), packet) != 0)
         return;
-    // Frames that fell on one time stamp follow each other.
-    if (writer->nextAudioDts != AV_NOPTS_VALUE && packet->dts < writer->nextAudioDts - Adts::samplesPerFrame / 2)
+    // The encoder completes frames in bursts, and they bear the times of pictures: sound without a gap goes on evenly.
+    if (writer->nextAudioDts != AV_NOPTS_VALUE && packet->dts < writer->nextAudioDts + longestAudioWait)
         packet->pts = packet->dts = writer->nextAudioDts;
     // Without it the last frame of a fragment would get the length of the stream's frame size, which is not AAC's.
     packet->duration =
