@@ -45,6 +45,7 @@ void FFmpegVideoThread::Source::close()
     audioCodec = nullptr;
     options.clear();
     formatCtx.reset();
+    nextDecodeTime = AV_NOPTS_VALUE;
     playClock.reset();
     skipUntil = -1;
     reportedPosition = -1;
@@ -181,6 +182,7 @@ bool FFmpegVideoThread::isStopAsked() const
 void FFmpegVideoThread::openSource()
 {
     reopening = true;
+    stopAllFiles(); // times, size and codec of the next source are its own
     closeSource();
     reopening = false;
     source->openStartTime = clock.load()->microseconds();
@@ -299,11 +301,13 @@ void FFmpegVideoThread::seekIfAsked()
         debug("定位失败", FFmpegHelper::getError(result));
         return;
     }
+    stopAllFiles(); // times in a file only rise
     if (source->videoCtx)
         avcodec_flush_buffers(source->videoCtx.get());
     if (source->audioCtx)
         avcodec_flush_buffers(source->audioCtx.get());
     keyFrameSeen = false;
+    source->nextDecodeTime = AV_NOPTS_VALUE;
     source->skipUntil = target;
     source->playClock.reset();
     updateTime();

@@ -113,6 +113,7 @@ private:
     bool followAudioFormat();
 
     void saveMP4(AVPacket* packet, bool isVideoKey);
+    void completeDecodeTime(AVPacket* packet);
     void followInterval(RecordType type);
     void startFile(RecordType type);
     void stopFile(RecordType type);

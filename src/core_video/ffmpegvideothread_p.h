@@ -77,6 +77,9 @@ struct FFmpegVideoThread::Source
     /// Whether a recording file was opened and its end not yet reported, per record type.
     std::array<bool, RECORD_TYPE_MAX> isFileOpen{};
 
+    /// Decode time of the next picture, in the time base of its stream, for pictures that come without one.
+    qint64 nextDecodeTime = AV_NOPTS_VALUE;
+
     PlayClock playClock;
     qint64 skipUntil = -1;      ///< milliseconds; pictures before it are decoded and not shown, -1 for none
     qint64 reportedPosition = -1;

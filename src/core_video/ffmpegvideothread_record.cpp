@@ -1,11 +1,13 @@
 // Recording of what FFmpegVideoThread reads, as it was read.
 
 #include "core_video/ffmpegvideothread_p.h"
+#include "core_video/recordedbitrate.h"
 #include "core_videosave/savemp4ffmpeg.h"
 
 #include <QLoggingCategory>
 
 extern "C" {
+#include <libavutil/mathematics.h>
 #include <libavutil/samplefmt.h>
 }
 
@@ -13,25 +15,6 @@ namespace {
 Q_LOGGING_CATEGORY(lcRecord, "vantor.ffmpeg.record")
 
 constexpr int saverTimeoutMs = 500;
-
-/// Bits per second by number of pixels; the largest pictures fall back to the smallest rate.
-int bitRateOf(int width, int height)
-{
-    const qint64 pixels = static_cast<qint64>(width) * height;
-    if (pixels < 230401)
-        return 400000;
-    if (pixels < 518401)
-        return 900000;
-    if (pixels < 921601)
-        return 1500000;
-    if (pixels < 2073601)
-        return 3000000;
-    if (pixels < 3686401)
-        return 3500000;
-    if (pixels < 8294401)
-        return 6000000;
-    return 400000;
-}
 
 int videoCodecOf(int codecId)
 {
@@ -55,6 +38,10 @@ int audioCodecOf(int codecId)
 void FFmpegVideoThread::saveMP4(AVPacket* packet, bool isVideoKey)
 {
     constexpr RecordType types[] = {MANUAL_RECORD, AUTO_RECORD};
+    const bool isVideo = packet->stream_index == source->videoIndex;
+    const bool isAudio = packet->stream_index == source->audioIndex;
+    if (isVideo)
+        completeDecodeTime(packet);
     if (isVideoKey && packet->pts != AV_NOPTS_VALUE) {
         for (const RecordType type : types) {
             if (!recording[type])
@@ -65,8 +52,6 @@ void FFmpegVideoThread::saveMP4(AVPacket* packet, bool isVideoKey)
         }
     }
 
-    const bool isVideo = packet->stream_index == source->videoIndex;
-    const bool isAudio = packet->stream_index == source->audioIndex;
     for (const RecordType type : types) {
         SaveMp4FFmpeg* saver = savers[type];
         const bool isWanted = isVideo || (isAudio && saveAudio[type] && saver->hasAudio());
@@ -75,6 +60,22 @@ void FFmpegVideoThread::saveMP4(AVPacket* packet, bool isVideoKey)
         if (!recording[type])
             stopFile(type);
     }
+}
+
+/// Containers without decode times leave those of the first reordered pictures open, and the show time of such a picture
+/// is later than the decode times that follow.
+void FFmpegVideoThread::completeDecodeTime(AVPacket* packet)
+{
+    const AVStream* stream = source->videoStream();
+    const AVRational rate = stream->avg_frame_rate;
+    qint64 step = packet->duration;
+    if (step <= 0 && rate.num > 0)
+        step = av_rescale_q(1, av_inv_q(rate), stream->time_base);
+    if (packet->dts == AV_NOPTS_VALUE && source->nextDecodeTime != AV_NOPTS_VALUE)
+        packet->dts = source->nextDecodeTime;
+    else if (packet->dts == AV_NOPTS_VALUE && packet->pts != AV_NOPTS_VALUE)
+        packet->dts = packet->pts - stream->codecpar->video_delay * step;
+    source->nextDecodeTime = packet->dts == AV_NOPTS_VALUE ? AV_NOPTS_VALUE : packet->dts + step;
 }
 
 void FFmpegVideoThread::followInterval(RecordType type)
@@ -139,7 +140,7 @@ XVideoEncPara FFmpegVideoThread::recordedVideo() const
     video.height = videoHeight;
     video.param3 = 1;
     video.param1 = frameRate;
-    video.param2 = bitRateOf(video.width, video.height);
+    video.param2 = recordedBitRate(video.width, video.height);
     return video;
 }
 
