@@ -171,6 +171,36 @@ QString Clips::h265Mp4()
     });
 }
 
+QString Clips::h264BFramesMp4()
+{
+    return clip("h264-b-frames.mp4", [](const QString& path) {
+        const QStringList codec{"-c:v", "libx264", "-preset", "veryfast", "-threads", "1", "-crf", "20",
+                                "-g",   "25",      "-bf",     "2",        "-b_strategy", "0"};
+        return ffmpeg(pictureInput(size, frameRate) + codec, path, pictures(size, frameCount));
+    });
+}
+
+QString Clips::h264BFramesMkv()
+{
+    return clip("h264-b-frames.mkv", [](const QString& path) {
+        return ffmpeg(QStringList{"-i", h264BFramesMp4()} + copy, path);
+    });
+}
+
+QString Clips::h264PcmaMkv()
+{
+    return clip("h264-pcma.mkv", [](const QString& path) {
+        return ffmpeg(QStringList{"-i", h264Mp4()} + toneInput
+                          + QStringList{"-c:v", "copy", "-c:a", "pcm_alaw", "-ar", "8000", "-ac", "1"},
+                      path);
+    });
+}
+
+QString Clips::h265Mkv()
+{
+    return clip("h265.mkv", [](const QString& path) { return ffmpeg(QStringList{"-i", h265Mp4()} + copy, path); });
+}
+
 QString Clips::h264Ts()
 {
     return clip("h264-aac.ts", [](const QString& path) {

@@ -13,7 +13,11 @@ namespace Clips {
 QString h264AacMp4(); ///< 320x240, 25 a second, 5 s, a key frame every 25; mono 44100 Hz; index at the end
 QString h264AacMkv(); ///< the same packets in Matroska
 QString h264Mp4(); ///< the same pictures without sound
-QString h265Mp4(); ///< 320x240, 25 a second, 5 s
+QString h264BFramesMp4(); ///< the same with two B-frames between the others
+QString h264BFramesMkv(); ///< the same packets in Matroska
+QString h264PcmaMkv(); ///< the packets of h264Mp4() with G.711 A-law, 8000 Hz mono
+QString h265Mp4(); ///< 320x240, 25 a second, 5 s; with B-frames
+QString h265Mkv(); ///< the same packets in Matroska
 QString h264Ts(); ///< the packets of h264AacMp4() in MPEG-TS
 QString h264AnnexB(); ///< the pictures of h264AacMp4() as a raw stream
 QString sizeChangeTs(); ///< 2 s of 320x240, then 2 s of 400x304, numbered from 0 again
