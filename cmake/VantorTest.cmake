@@ -10,6 +10,10 @@ function(vantor_add_test name)
     if(VANTOR_SANITIZE AND NOT ARG_STANDALONE)
         target_sources(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests/support/keeplibraries.cpp)
     endif()
+    if(VANTOR_SANITIZE STREQUAL "thread" AND NOT ARG_STANDALONE)
+        target_sources(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests/support/tsanhooks.cpp)
+        target_link_libraries(${name} PRIVATE ${CMAKE_DL_LIBS})
+    endif()
     set_target_properties(${name} PROPERTIES AUTOMOC ON RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
     target_link_libraries(${name} PRIVATE Qt5::Test ${ARG_LIBRARIES})
     if(NOT ARG_STANDALONE)
@@ -30,7 +34,7 @@ function(vantor_add_test name)
         string(APPEND asan_options ":strict_string_checks=1")
     endif()
     set(environment
-        "TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/tsan.supp:halt_on_error=1:second_deadlock_stack=1"
+        "TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/tsan.supp:ignore_noninstrumented_modules=1:halt_on_error=1:second_deadlock_stack=1"
         "ASAN_OPTIONS=${asan_options}"
         "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0"
         "UBSAN_OPTIONS=print_stacktrace=1")

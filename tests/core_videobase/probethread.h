@@ -65,6 +65,7 @@ protected:
             work(*this);
         else
             waitForStop();
+        const QMutexLocker lock(&mutex); // shows ThreadSanitizer that all this was before a wait() that succeeds
     }
 
 public:

@@ -4,12 +4,13 @@
 
 #include <algorithm>
 #include <mutex>
+#include <vector>
 
 namespace {
 
 // The handler may be called from any thread at any time, also while a guard is being replaced.
 std::mutex guardMutex;
-QVector<MessageGuard::Message> seen;
+std::vector<MessageGuard::Message> seen;
 QVector<QRegularExpression> allowed;
 QtMessageHandler previousHandler = nullptr;
 int guards = 0;
@@ -20,7 +21,7 @@ void record(QtMsgType type, const QMessageLogContext& context, const QString& te
     {
         const std::lock_guard<std::mutex> lock(guardMutex);
         if (guards > 0)
-            seen.append({type, context.category, context.file, context.function, text});
+            seen.push_back({type, context.category, context.file, context.function, text});
         next = previousHandler;
     }
     if (next)
@@ -82,7 +83,7 @@ void MessageGuard::allow(const QString& pattern)
 QVector<MessageGuard::Message> MessageGuard::messages() const
 {
     const std::lock_guard<std::mutex> lock(guardMutex);
-    return seen;
+    return QVector<Message>(seen.cbegin(), seen.cend());
 }
 
 QStringList MessageGuard::texts(QtMsgType type) const
@@ -110,7 +111,7 @@ QStringList MessageGuard::unexpected() const
 {
     const std::lock_guard<std::mutex> lock(guardMutex);
     QStringList result;
-    for (const Message& message : qAsConst(seen)) {
+    for (const Message& message : seen) {
         if (isUnexpected(message))
             result.append(QString("unexpected message [%1]: %2").arg(message.category, message.text));
     }
