@@ -12,6 +12,7 @@ constexpr int atPoint = 255; // position
 constexpr QSize padding{6, 2}; // pixels around a text
 constexpr int gap = 10;
 const QColor plateColor("#12161A");
+const QColor recordingColor("#FF3B30");
 const QString clockSample("0000-00-00 00:00:00");
 
 Qt::Alignment alignmentOf(CellOsd::Place place)
@@ -68,6 +69,31 @@ void CellOsd::addClock(Place place)
     OsdInfo osd = item(place);
     osd.format = dateAndTime;
     osd.color = Qt::white;
+    list.append(osd);
+}
+
+void CellOsd::addRecordingMark()
+{
+    const QString text("REC");
+    const QSize textSize = QFontMetrics(font).size(0, text);
+    const int dot = textSize.height() * 2 / 3;
+    OsdInfo osd;
+    osd.name = "recording";
+    osd.image = plate(QSize(dot + padding.width() + textSize.width(), textSize.height()) + 2 * padding);
+    osd.format = picture;
+    osd.position = atPoint;
+    osd.point
+        = QPoint(area.right() + 1 + padding.width() - osd.image.width(), area.top() + osd.image.height() + gap / 2);
+
+    QPainter painter(&osd.image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(recordingColor);
+    painter.drawEllipse(padding.width(), (osd.image.height() - dot) / 2, dot, dot);
+    painter.setFont(font);
+    painter.setPen(Qt::white);
+    painter.drawText(osd.image.rect().adjusted(0, 0, -padding.width(), 0), Qt::AlignRight | Qt::AlignVCenter, text);
+    painter.end();
     list.append(osd);
 }
 

@@ -21,6 +21,9 @@ public:
     /// Date and time, which the display keeps up to date.
     void addClock(Place place);
 
+    /// A red dot and "REC" below the clock.
+    void addRecordingMark();
+
     /// @p text shortened to what fits beside the clock.
     QString besideClock(const QString& text) const;
 

@@ -1,6 +1,7 @@
 #include "commandline.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QStandardPaths>
 
 namespace {
@@ -13,6 +14,13 @@ QString defaultSnapshotFolder()
 {
     return QStandardPaths::writableLocation(QStandardPaths::PicturesLocation) + "/vantor";
 }
+
+QString defaultRecordingFolder()
+{
+    return QStandardPaths::writableLocation(QStandardPaths::MoviesLocation) + "/vantor";
+}
+
+QString absolute(const QString& folder) { return QDir::cleanPath(QDir().absoluteFilePath(folder)); }
 
 int smallestGrid(int sources)
 {
@@ -45,6 +53,10 @@ CommandLine::CommandLine()
         {"connect-timeout", translated("How long opening an address may take."), "MS", "3000"},
         {"capture-format", translated("FFmpeg's input format of capture addresses, such as v4l2 or lavfi."), "NAME"},
         {"snapshots", translated("Folder of the snapshots; Pictures/vantor unless given."), "DIR"},
+        {"recordings", translated("Folder of the recordings that are started by hand; Videos/vantor unless given."),
+         "DIR"},
+        {"record", translated("Records whatever plays below this folder."), "DIR"},
+        {"record-interval", translated("Length of one recording file; without it a file has no limit."), "SECONDS"},
         {"seconds", translated("Ends after so many seconds."), "N"},
         {"screenshot", translated("Writes what the screen shows at the end to a PNG file; needs --seconds."), "FILE"},
         {"debug", translated("Writes what the video threads do to the log.")},
@@ -79,7 +91,8 @@ bool CommandLine::readAll()
     result.captureFormat = parser.value("capture-format");
     result.snapshotFolder = parser.isSet("snapshots") ? parser.value("snapshots") : defaultSnapshotFolder();
     result.debug = parser.isSet("debug");
-    return readTransport() && readMode() && readTimes() && readScreenshot() && readSources() && readGrid();
+    return readTransport() && readMode() && readTimes() && readScreenshot() && readRecording() && readSources()
+        && readGrid();
 }
 
 bool CommandLine::readSources()
@@ -139,6 +152,20 @@ bool CommandLine::readScreenshot()
     if (result.screenshot.isEmpty())
         return fail(translated("--screenshot needs the name of a file."));
     return result.seconds > 0 || fail(translated("--screenshot needs --seconds, the time after which it is taken."));
+}
+
+// Files that are being written are named by their time only, hence two folders.
+bool CommandLine::readRecording()
+{
+    for (const QString& option : {QString("record"), QString("recordings")}) {
+        if (parser.isSet(option) && parser.value(option).isEmpty())
+            return fail(translated("--%1 needs the name of a folder.").arg(option));
+    }
+    result.autoRecordFolder = parser.value("record");
+    result.recordingFolder = parser.isSet("recordings") ? parser.value("recordings") : defaultRecordingFolder();
+    if (parser.isSet("record") && absolute(result.autoRecordFolder) == absolute(result.recordingFolder))
+        return fail(translated("--record and --recordings must be different folders."));
+    return !parser.isSet("record-interval") || readNumber("record-interval", 1, result.recordInterval);
 }
 
 bool CommandLine::readNumber(const QString& option, int minimum, int& value)

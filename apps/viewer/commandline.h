@@ -29,6 +29,7 @@ private:
     bool readMode();
     bool readTimes();
     bool readScreenshot();
+    bool readRecording();
     bool readNumber(const QString& option, int minimum, int& value);
     bool fail(const QString& reason);
     Source sourceOf(const QString& address) const;

@@ -94,6 +94,9 @@ void MainWindow::makeCellActions()
 {
     snapshotAction = addAction("snapshot", tr("Snapshot"), "snapshot", QKeySequence(Qt::Key_S));
     connect(snapshotAction, &QAction::triggered, this, [this] { snapshotTaker->take(videoGrid->selectedCell()); });
+    recordAction = addAction("record", tr("Record (H.264 and H.265 sources)"), "record", QKeySequence(Qt::Key_R));
+    recordAction->setCheckable(true);
+    connect(recordAction, &QAction::triggered, this, [this] { videoGrid->selectedCell()->toggleRecording(); });
     zoomAction
         = addAction("zoom", tr("Digital zoom (wheel enlarges, dragging moves)"), "zoom", QKeySequence(Qt::Key_Z));
     zoomAction->setCheckable(true);
@@ -105,7 +108,7 @@ void MainWindow::makeCellActions()
     connect(restart, &QAction::triggered, this, [this] { videoGrid->selectedCell()->play(); });
     QAction* remove = addAction("close", tr("Close source"), "close", QKeySequence::Delete);
     connect(remove, &QAction::triggered, this, &MainWindow::closeSource);
-    cellActions = {snapshotAction, zoomAction, muteAction, restart, remove};
+    cellActions = {snapshotAction, recordAction, zoomAction, muteAction, restart, remove};
 }
 
 void MainWindow::makeWindowActions()
@@ -182,6 +185,8 @@ void MainWindow::refresh()
     for (QAction* action : qAsConst(cellActions))
         action->setEnabled(cell->state() != CellState::Empty);
     snapshotAction->setEnabled(cell->isPlaying());
+    recordAction->setEnabled(cell->isPlaying() || cell->isRecording());
+    recordAction->setChecked(cell->isRecording());
     zoomAction->setEnabled(cell->isPlaying());
     zoomAction->setChecked(cell->isDigitalZoom());
     muteAction->setChecked(!cell->isMuted());

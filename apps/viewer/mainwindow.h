@@ -63,6 +63,7 @@ private:
     QAction* zoomAction = nullptr;
     QAction* fullScreenAction = nullptr;
     QAction* snapshotAction = nullptr;
+    QAction* recordAction = nullptr;
     QAction* muteAction = nullptr;
     QList<QAction*> cellActions;
     QLabel* summaryLabel = nullptr;

@@ -1,6 +1,8 @@
 #include "videocell.h"
 
 #include "cellosd.h"
+#include "cellrecorder.h"
+#include "core_videobase/abstractvideothread.h"
 #include "core_videobase/bannerwidget.h"
 
 #include <QContextMenuEvent>
@@ -19,6 +21,7 @@ const QColor selectedColor("#22A3A9");
 VideoCell::VideoCell(int number, QWidget* parent)
     : UrlVideoWidget(parent)
     , cellNumber(number)
+    , recorder(new CellRecorder(this))
 {
     setChannel(number);
     initLook();
@@ -27,6 +30,11 @@ VideoCell::VideoCell(int number, QWidget* parent)
     connect(&noAnswerTimer, &QTimer::timeout, this, [this] { setState(CellState::NoAnswer); });
     connect(this, &VideoCell::sig_receivePlayStart, this, &VideoCell::playStarted);
     connect(this, &VideoCell::sig_receivePlayFinsh, this, &VideoCell::playFinished);
+    connect(recorder, &CellRecorder::message, this, &VideoCell::message);
+    connect(recorder, &CellRecorder::changed, this, [this] {
+        showOsd();
+        Q_EMIT stateChanged();
+    });
     showOsd();
 }
 
@@ -46,9 +54,10 @@ void VideoCell::initLook()
     para.bannerPosition = 1;
     para.bannerPara.margins = {8, 0, 6, 0};
     para.bannerPara.spacing = 6;
-    para.bannerPara.names = QStringList{"btnMuted", "btnTalk", "btnSnap"};
-    para.bannerPara.icons = QStringList{":/primary/close_volume.svg", ":/primary/mic.svg", ":/viewer/snapshot.svg"};
-    para.bannerPara.tips = QStringList{tr("Sound"), tr("Talk"), tr("Snapshot")};
+    para.bannerPara.names = QStringList{"btnMuted", "btnTalk", "btnSnap", "btnRecord"};
+    para.bannerPara.icons = QStringList{":/primary/close_volume.svg", ":/primary/mic.svg", ":/viewer/snapshot.svg",
+                                        ":/viewer/record.svg"};
+    para.bannerPara.tips = QStringList{tr("Sound"), tr("Talk"), tr("Snapshot"), tr("Record H.264 or H.265")};
     setWidgetPara(para);
     setBannerBgColor("#1B2026");
     setBannerBgAlpha(255); // the text of the state lies below the bar
@@ -68,6 +77,7 @@ void VideoCell::play()
     stop();
     setUrl(shownSource.url);
     setTransport(shownSource.transport);
+    recorder->sourceStarts();
     if (!shownSource.captureFormat.isEmpty())
         setCaptureFormat(shownSource.captureFormat);
     setState(start() ? CellState::Connecting : CellState::Failed);
@@ -102,6 +112,18 @@ QString VideoCell::description() const
 
 void VideoCell::setSelected(bool selected) { setBorderColor(selected ? selectedColor : borderColor); }
 
+void VideoCell::setRecordingFolders(const QString& manual, const QString& automatic)
+{
+    recorder->setFolders(manual, automatic);
+}
+
+void VideoCell::toggleRecording() { recorder->toggle(); }
+
+bool VideoCell::isRecording() const
+{
+    return videoThread && videoThread->isRecording(AbstractVideoThread::MANUAL_RECORD);
+}
+
 void VideoCell::toggleMuted() { switchSound(isMuted()); }
 
 void VideoCell::switchSound(bool on)
@@ -123,6 +145,8 @@ void VideoCell::btnClicked(QString btnName)
         refuseTalk();
     else if (btnName.endsWith("Snap"))
         Q_EMIT snapshotWanted();
+    else if (btnName.endsWith("Record"))
+        toggleRecording();
 }
 
 // An address has nobody to talk to; the button goes back to where it was.
@@ -211,6 +235,8 @@ void VideoCell::showOsd()
     }
     if (isPlaying())
         osd.addClock(CellOsd::TopRight); // the display moves it on while there is a picture
+    if (recorder->isFileOpen())
+        osd.addRecordingMark();
     // Out of the way while there is a picture, in the middle of the cell when there is none.
     if (isPlaying())
         osd.addText(CellOsd::BottomLeft, "● " + cellStateText(currentState), cellStateColor(currentState));

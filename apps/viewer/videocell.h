@@ -4,6 +4,7 @@
 #include "core_video/urlvideowidget.h"
 #include "source.h"
 
+class CellRecorder;
 class QContextMenuEvent;
 
 /// One cell of the grid: shows a source, its name, a clock and how it is doing.
@@ -41,10 +42,20 @@ public:
     /// Marks the cell that keys and buttons work on.
     void setSelected(bool selected);
 
+    /// Folders below which the cell records: what the user wants, and everything, which may be empty for nothing.
+    void setRecordingFolders(const QString& manual, const QString& automatic);
+
+    /// Starts or stops recording for the user.
+    void toggleRecording();
+
+    /// Whether the user wants a recording; its file is open from the next key frame on, while there is a picture.
+    bool isRecording() const;
+
     bool isMuted() const { return widgetPara.muted; }
     void toggleMuted();
 
 Q_SIGNALS:
+    /// The state, or what is recorded.
     void stateChanged();
     void selected();
     void enlargeWanted();
@@ -74,6 +85,7 @@ private:
     BannerWidget* banner() const;
 
     const int cellNumber;
+    CellRecorder* const recorder; ///< child
     Source shownSource;
     CellState currentState = CellState::Empty;
     bool isFile = false; ///< the source that is playing has an end

@@ -37,6 +37,8 @@ void VideoGrid::addCell(const ViewerOptions& options)
     para.connectTimeout = options.connectTimeout;
     cell->setVideoPara(para);
     cell->setVideoMode(options.mode);
+    cell->setRecordingFolders(options.recordingFolder, options.autoRecordFolder);
+    cell->setSaveInterval(options.recordInterval);
     cell->hide();
     cells.append(cell);
 

@@ -17,6 +17,9 @@ struct ViewerOptions
     int readTimeout = 3000; ///< in milliseconds; 0: a lost source is not opened again
     int connectTimeout = 3000; ///< in milliseconds
     QString snapshotFolder;
+    QString recordingFolder; ///< of recordings that the user starts
+    QString autoRecordFolder; ///< where everything that plays is recorded; empty for nowhere
+    int recordInterval = -1; ///< length of one recording file in seconds; -1: unlimited
     QString screenshot; ///< picture file of the whole screen; empty for none
     int seconds = 0; ///< running time; 0 until the window is closed
     bool debug = false;

@@ -43,6 +43,14 @@ qint64 UrlVideoWidget::getPosition() const { return videoThread ? videoThread->g
 
 bool UrlVideoWidget::isSeekable() const { return getDuration() > 0; }
 
+void UrlVideoWidget::setAutoRecord(const QString& path)
+{
+    autoRecordPath = path;
+    applyRecording();
+}
+
+QString UrlVideoWidget::getAutoRecord() const { return autoRecordPath; }
+
 void UrlVideoWidget::stop()
 {
     const QScopedValueRollback<bool> rollback(stopping, true);
@@ -72,6 +80,13 @@ void UrlVideoWidget::snap(QString path, bool preview)
                           .arg(channel));
 }
 
+void UrlVideoWidget::setSaveInterval(int seconds)
+{
+    saveInterval = seconds;
+    StandardVideoWidget::setSaveInterval(seconds);
+    applyRecording();
+}
+
 bool UrlVideoWidget::createVideoThread()
 {
     const UrlAddress address = UrlAddress::parse(url, captureFormat);
@@ -83,6 +98,8 @@ bool UrlVideoWidget::createVideoThread()
         return false;
     }
     connect(thread.get(), &AbstractVideoThread::receiveDuration, this, &UrlVideoWidget::receiveDuration);
+    // Outlives the release of the thread: the end of its files comes after that.
+    connect(thread.get(), &AbstractVideoThread::recorderStateChanged, this, &UrlVideoWidget::recorderStateChanged);
     thread->setVideoCore(VideoCore_FFmpeg);
     thread->setVideoUrl(address.url);
     thread->setAddressTest(address.isTested);
@@ -99,7 +116,22 @@ bool UrlVideoWidget::createVideoThread()
         thread->setFrameRate(address.frameRate);
     }
     videoThread = thread.release();
+    applyRecording();
     return true;
+}
+
+void UrlVideoWidget::applyRecording()
+{
+    if (!videoThread || getViewOnly())
+        return;
+    constexpr auto type = AbstractVideoThread::AUTO_RECORD;
+    videoThread->setSaveInterval(type, saveInterval);
+    if (autoRecordPath.isEmpty()) {
+        videoThread->recordStop(type);
+    } else {
+        videoThread->setSavePath(type, autoRecordPath);
+        videoThread->recordStart(type);
+    }
 }
 
 void UrlVideoWidget::releaseVideoThread() { retireVideoThread(); }

@@ -45,6 +45,15 @@ public:
     /// Whether a file is playing that can be paused and positioned.
     bool isSeekable() const;
 
+    /// Automatic recording, beside the user's own: everything that plays from now on, also after later starts, goes to
+    /// <path>/<date>/live/<start>_<end>_<channel>.mp4. An empty @p path ends it. A file that is open when the folder
+    /// changes is finished in the old one. Nothing while the widget only shows.
+    ///
+    /// While a file is written its name is <start>.mp4, so widgets that begin at the same moment need folders of their
+    /// own, and so do the two kinds of recording.
+    void setAutoRecord(const QString& path);
+    QString getAutoRecord() const;
+
     void stop() override;
 
     using StandardVideoWidget::setSpeed;
@@ -59,9 +68,18 @@ public Q_SLOTS:
     /// Writes the next picture to <path>/<date>/live/<date and time>_<channel>.jpg; @p preview asks for snapImage().
     void snap(QString path, bool preview) override;
 
+    /// Length of one file of either kind of recording in seconds, -1 for unlimited; also for later starts.
+    void setSaveInterval(int seconds) override;
+
 Q_SIGNALS:
     /// Length of the file that is about to play, in milliseconds.
     void receiveDuration(qint64 duration);
+
+    /// A file of either kind of recording was opened (RecorderRecording, with its name so far), finished (RecorderIdle,
+    /// with its final name), or could not be opened or ended too soon (RecorderFailed); see
+    /// AbstractVideoThread::recorderStateChanged(). The file of a source that is stopped is finished after stop() has
+    /// returned. While a recording is on, opening is tried again with every key frame.
+    void recorderStateChanged(const RecorderState& state, const QString& file);
 
 protected:
     bool createVideoThread() override;
@@ -70,10 +88,13 @@ protected:
 
 private:
     FFmpegVideoThread* urlThread() const;
+    void applyRecording();
 
     QString url;
     QString captureFormat;
     QString transport{"tcp"};
+    QString autoRecordPath;
+    int saveInterval = -1; // seconds
     int channel = 0;
     bool stopping = false;
 };

@@ -1,6 +1,7 @@
 #include "commandline.h"
 #include "support/messageguard.h"
 
+#include <QDir>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTest>
@@ -59,6 +60,9 @@ private Q_SLOTS:
         QCOMPARE(read.seconds, 0);
         QVERIFY(!read.debug);
         QCOMPARE(read.snapshotFolder, QStandardPaths::writableLocation(QStandardPaths::PicturesLocation) + "/vantor");
+        QCOMPARE(read.recordingFolder, QStandardPaths::writableLocation(QStandardPaths::MoviesLocation) + "/vantor");
+        QVERIFY(read.autoRecordFolder.isEmpty());
+        QCOMPARE(read.recordInterval, -1);
     }
 
     void options_areRead_whenAllAreGiven()
@@ -77,6 +81,12 @@ private Q_SLOTS:
                                             "700",
                                             "--snapshots",
                                             "/tmp/s",
+                                            "--recordings",
+                                            "/tmp/r",
+                                            "--record",
+                                            "/tmp/all",
+                                            "--record-interval",
+                                            "60",
                                             "--screenshot",
                                             "/tmp/a.png",
                                             "--seconds",
@@ -93,6 +103,9 @@ private Q_SLOTS:
         QCOMPARE(read.readTimeout, 0);
         QCOMPARE(read.connectTimeout, 700);
         QCOMPARE(read.snapshotFolder, QString("/tmp/s"));
+        QCOMPARE(read.recordingFolder, QString("/tmp/r"));
+        QCOMPARE(read.autoRecordFolder, QString("/tmp/all"));
+        QCOMPARE(read.recordInterval, 60);
         QCOMPARE(read.screenshot, QString("/tmp/a.png"));
         QCOMPARE(read.seconds, 2);
         QVERIFY(read.debug);
@@ -135,6 +148,14 @@ private Q_SLOTS:
         QTest::newRow("seconds") << QStringList{"--seconds", "0"} << "--seconds must be a whole number of at least 1";
         QTest::newRow("screenshot") << QStringList{"--screenshot", "a.png"} << "--screenshot needs --seconds";
         QTest::newRow("no name") << QStringList{"--screenshot", "", "--seconds", "2"} << "needs the name of a file";
+        QTest::newRow("record") << QStringList{"--record", ""} << "--record needs the name of a folder";
+        QTest::newRow("recordings") << QStringList{"--recordings", ""} << "--recordings needs the name of a folder";
+        QTest::newRow("interval") << QStringList{"--record-interval", "0"} << "--record-interval must be a whole number";
+        QTest::newRow("one folder") << QStringList{"--record", "a/../b", "--recordings", QDir::current().filePath("b/")}
+                                    << "--record and --recordings must be different";
+        QTest::newRow("default folder")
+            << QStringList{"--record", QStandardPaths::writableLocation(QStandardPaths::MoviesLocation) + "/vantor"}
+            << "--record and --recordings must be different";
         QTest::newRow("unknown") << QStringList{"--colour", "red"} << "colour";
         QTest::newRow("no value") << QStringList{"--grid"} << "grid";
         QTest::newRow("too many") << addresses(17) << "17 addresses are more than the 16 cells";
@@ -174,6 +195,7 @@ private Q_SLOTS:
         const QString help = QString::fromLocal8Bit(viewer.readAllStandardOutput());
         for (const char* option :
              {"--grid", "--transport", "--mode", "--hardware", "--read-timeout", "--connect-timeout", "--snapshots",
+              "--record", "--recordings", "--record-interval",
               "--screenshot", "--seconds", "--capture-format", "--debug"})
             QVERIFY2(help.contains(option), option);
     }

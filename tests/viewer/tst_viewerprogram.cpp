@@ -1,11 +1,14 @@
+#include "core_videosave/probedfile.h"
 #include "support/clips.h"
 #include "support/screen.h"
 #include "support/testpicture.h"
 
+#include <QDirIterator>
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QImage>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QSet>
 #include <QTemporaryDir>
 #include <QTest>
@@ -142,6 +145,28 @@ private Q_SLOTS:
                                     TestPicture::bottomRight(), tolerance),
                      qPrintable(QString("cell %1").arg(i)));
         }
+    }
+
+    void program_finishesItsRecordings_whenItEnds()
+    {
+        const QTemporaryDir recordings;
+        const Run seen = run({"--record", recordings.path(), Clips::h264AacMp4(), Clips::h265Mp4()}, 4);
+        QCOMPARE(seen.exitCode, 0);
+        QStringList files;
+        QDirIterator found(recordings.path(), QDir::Files, QDirIterator::Subdirectories);
+        while (found.hasNext())
+            files.append(found.next());
+        files.sort();
+        QCOMPARE(files.size(), 2);
+        const QRegularExpression name("/0([12])/[0-9-]{10}/live/[0-9]{8}T[0-9]{6}_[0-9]{8}T[0-9]{6}_\\1.mp4$");
+        for (const QString& file : qAsConst(files)) {
+            QVERIFY2(name.match(file).hasMatch(), qPrintable(file));
+            const ProbedFile recording(file);
+            QVERIFY2(recording.decodedPictures() >= 25, qPrintable(QString::number(recording.decodedPictures())));
+            QCOMPARE(recording.complaints(), QByteArray());
+        }
+        QCOMPARE(ProbedFile(files.first()).codecs().value(0), QString("h264"));
+        QCOMPARE(ProbedFile(files.last()).codecs().value(0), QString("hevc"));
     }
 
     void program_exitsWithOne_whenTheScreenshotCannotBeWritten()
