@@ -65,7 +65,6 @@ protected:
             work(*this);
         else
             waitForStop();
-        const QMutexLocker lock(&mutex); // shows ThreadSanitizer that all this was before a wait() that succeeds
     }
 
 public:

@@ -7,15 +7,14 @@
 
 #if defined(__SANITIZE_THREAD__)
 
-#include <QDebug>
 #include <QDeadlineTimer>
 #include <QEvent>
-#include <QMessageLogger>
 #include <QMutex>
 #include <QThread>
 #include <QWidget>
 
 #include <dlfcn.h>
+#include <pthread.h>
 
 extern "C" {
 void __tsan_acquire(void* address);
@@ -115,16 +114,15 @@ void QMutex::unlock() noexcept
 {
     static const auto real = next<void (*)(QMutex*)>("_ZN6QMutex6unlockEv");
     __tsan_release(this);
-    __tsan_release(&ends);
     real(this);
 }
 
-// The last thing that a thread of the library does is to write to the log.
-QDebug QMessageLogger::info() const
+// A QThread wakes whoever waits for its end after everything else that it does.
+extern "C" int pthread_cond_broadcast(pthread_cond_t* condition)
 {
-    static const auto real = next<QDebug (*)(const QMessageLogger*)>("_ZNK14QMessageLogger4infoEv");
+    static const auto real = next<int (*)(pthread_cond_t*)>("pthread_cond_broadcast");
     __tsan_release(&ends);
-    return real(this);
+    return real(condition);
 }
 
 bool QThread::wait(QDeadlineTimer deadline)
@@ -152,6 +150,15 @@ bool QThread::isRunning() const
     if (!running)
         __tsan_acquire(&ends);
     return running;
+}
+
+bool QThread::isFinished() const
+{
+    static const auto real = next<bool (*)(const QThread*)>("_ZNK7QThread10isFinishedEv");
+    const bool finished = real(this);
+    if (finished)
+        __tsan_acquire(&ends);
+    return finished;
 }
 
 #endif
