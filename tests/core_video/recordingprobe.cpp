@@ -4,7 +4,6 @@
 
 #include <QFile>
 #include <QFileInfo>
-#include <QMutexLocker>
 
 namespace {
 constexpr int generousConnectMs = 5000;
@@ -25,15 +24,15 @@ RecordingProbe::RecordingProbe(const QString& url, const QString& path)
         this,
         [this](int width, int height, const quint8* luma, quint8*, quint8*, quint32 lineSize) {
             ++pictures;
-            const QMutexLocker lock(&notesMutex);
-            numbers << TestPicture::number(luma, width, height, static_cast<int>(lineSize));
+            const std::lock_guard<std::mutex> lock(notesMutex);
+            numbers.push_back(TestPicture::number(luma, width, height, static_cast<int>(lineSize)));
         },
         Qt::DirectConnection);
     connect(
         this, &AbstractVideoThread::recorderStateChanged, this,
         [this](const RecorderState& state, const QString& file) {
-            const QMutexLocker lock(&notesMutex);
-            stateNotes << QString("%1 %2").arg(int(state)).arg(QFileInfo(file).fileName());
+            const std::lock_guard<std::mutex> lock(notesMutex);
+            stateNotes.push_back(QString("%1 %2").arg(int(state)).arg(QFileInfo(file).fileName()));
         },
         Qt::DirectConnection);
 }
@@ -42,20 +41,20 @@ RecordingProbe::~RecordingProbe() { stopAndWait(); }
 
 QStringList RecordingProbe::closedFiles(RecordType type) const
 {
-    const QMutexLocker lock(&notesMutex);
-    return closed[type];
+    const std::lock_guard<std::mutex> lock(notesMutex);
+    return {closed[type].cbegin(), closed[type].cend()};
 }
 
 QStringList RecordingProbe::states() const
 {
-    const QMutexLocker lock(&notesMutex);
-    return stateNotes;
+    const std::lock_guard<std::mutex> lock(notesMutex);
+    return {stateNotes.cbegin(), stateNotes.cend()};
 }
 
 QVector<int> RecordingProbe::shownNumbers() const
 {
-    const QMutexLocker lock(&notesMutex);
-    return numbers;
+    const std::lock_guard<std::mutex> lock(notesMutex);
+    return {numbers.cbegin(), numbers.cend()};
 }
 
 int RecordingProbe::getLatestRecordCodec(XVideoEncPara& video, XAudioEncPara& audio)
@@ -83,6 +82,6 @@ void RecordingProbe::renameMP4File(RecordType type)
             name = done;
         setFileName(type, name);
     }
-    const QMutexLocker lock(&notesMutex);
-    closed[type] << name;
+    const std::lock_guard<std::mutex> lock(notesMutex);
+    closed[type].push_back(name);
 }

@@ -2,11 +2,13 @@
 
 #include "core_video/ffmpegvideothread.h"
 
-#include <QMutex>
 #include <QStringList>
+#include <QVector>
 
 #include <atomic>
 #include <functional>
+#include <mutex>
+#include <vector>
 
 /// An FFmpegVideoThread that writes down what its recorders do and lets a test act between two packets.
 class RecordingProbe final : public FFmpegVideoThread
@@ -48,8 +50,8 @@ private:
     const QString folder;
     int packets = -1; // video thread; the open counts as well
     int fileNumbers[RECORD_TYPE_MAX] = {}; // video thread
-    mutable QMutex notesMutex;
-    QStringList closed[RECORD_TYPE_MAX]; // guarded by notesMutex
-    QStringList stateNotes; // guarded by notesMutex
-    QVector<int> numbers; // guarded by notesMutex
+    mutable std::mutex notesMutex;
+    std::vector<QString> closed[RECORD_TYPE_MAX]; // guarded by notesMutex
+    std::vector<QString> stateNotes; // guarded by notesMutex
+    std::vector<int> numbers; // guarded by notesMutex
 };
