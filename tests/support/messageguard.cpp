@@ -34,10 +34,18 @@ bool isNeverAllowed(const QString& text)
         || text.contains("QMetaObject::invokeMethod") || text.contains("QMetaMethod::invoke");
 }
 
+/// Qt's X11 plug-in says so when a window is shown and hidden faster than an X server without a window manager follows.
+bool isFromWindowSystem(const MessageGuard::Message& message)
+{
+    return message.category == "qt.qpa.xcb" && message.text.contains("setNetWmStateOnUnmappedWindow()");
+}
+
 bool isUnexpected(const MessageGuard::Message& message)
 {
     if (isNeverAllowed(message.text))
         return true;
+    if (isFromWindowSystem(message))
+        return false;
     if (message.type == QtDebugMsg || message.type == QtInfoMsg)
         return false;
     return std::none_of(allowed.cbegin(), allowed.cend(), [&](const QRegularExpression& pattern) {
