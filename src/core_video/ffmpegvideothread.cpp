@@ -270,6 +270,8 @@ FFmpegVideoThread::Loop FFmpegVideoThread::handlePacket(AVPacket* packet)
         loop = decodeVideo(packet);
     else if (keyFrameSeen && packet->stream_index == source->audioIndex)
         decodeAudio(packet);
+    if (loop != Loop::Continue) // of another size or codec, it belongs to the next file
+        return loop;
     saveMP4(packet, isVideoKey);
 
     // The time that the displays took is not the source's.
