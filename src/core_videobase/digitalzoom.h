@@ -14,7 +14,6 @@ public:
     /// Off shows the whole frame again.
     void setOn(bool enabled);
 
-    QRectF imageRect() const { return image; }
     QRectF viewRect() const { return view; }
 
     /// The view in 0..1 of the frame, as the OpenGL renderers take it. The unit square without a view.
