@@ -1,0 +1,55 @@
+#pragma once
+
+#include "core_live/videothrmux/devlivethrset.h"
+
+#include <QHash>
+#include <QObject>
+#include <QScopedPointer>
+#include <QThread>
+
+/// Finds, creates and tears down the sets of live threads, one set a device.
+///
+/// Vantor::init() starts it and Vantor::release() stops it. A set that is released can't be found any more at once; its
+/// threads are stopped on the manager's own worker thread, so the caller never waits and may ask for a new set of the
+/// same device while the old one is still ending.
+///
+/// Any thread may call.
+class VANTOR_EXPORT DevLiveThrSetManager : public QObject
+{
+    Q_OBJECT
+
+public:
+    static DevLiveThrSetManager* Instance();
+    ~DevLiveThrSetManager() override;
+
+    /// Starts the worker; true when it runs.
+    bool start();
+
+    /// Ends the worker, which tears all sets down, and waits for it. Called on the GUI thread it keeps serving queued
+    /// calls meanwhile, as AbstractVideoThread::stopAndWait() does.
+    void stop();
+
+    bool isRunning() const;
+
+    /// Null when the device has none.
+    PtrDevLiveThrSet getVideoThreadSet(const QSharedPointer<XNetDevice>& device);
+
+    /// Null when there are no live threads of that protocol for the device. Replaces an earlier set of the device.
+    PtrDevLiveThrSet newVideoThreadSet(const QSharedPointer<XNetDevice>& device, XTransportProtocol protocol);
+
+    void releaseVideoThreadSet(const QSharedPointer<XNetDevice>& device);
+
+private Q_SLOTS:
+    void slot_releaseVThreadSet(QSharedPointer<DevLiveThrSet> set);
+    void slot_quitAllVideoThreadSets();
+
+private:
+    DevLiveThrSetManager();
+
+    static QScopedPointer<DevLiveThrSetManager> self;
+
+    mutable QMutex mutex; // guards both tables
+    QHash<XNetDevice*, PtrDevLiveThrSet> setsByDevice;
+    QHash<DevLiveThrSet*, PtrDevLiveThrSet> allSets;
+    QThread worker;
+};
