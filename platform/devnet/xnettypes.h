@@ -9,6 +9,7 @@ using XRetError = std::int32_t;
 namespace XRet {
 constexpr XRetError Ok = 0;
 constexpr XRetError NotSupported = 1;       ///< the device has no such operation
+constexpr XRetError BadParameter = 2;       ///< the device has no such channel or stream
 constexpr XRetError Timeout = 8;            ///< no frame within the time-out
 constexpr XRetError AlreadyEnabled = 14;    ///< the device is sending that stream already
 constexpr XRetError Busy = 16;              ///< somebody else is talking
