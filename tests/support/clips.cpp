@@ -79,6 +79,20 @@ const QStringList h264{"-c:v",     "libx264", "-preset", "ultrafast", "-tune", "
 const QStringList h265{"-c:v",   "libx265", "-preset", "ultrafast",    "-crf",
                        "20",     "-g",      "25",      "-x265-params", "pools=none:frame-threads=1:log-level=none",
                        "-tag:v", "hvc1"};
+const QStringList deviceH264Codec
+    = h264 + QStringList{"-bf", "0",   "-x264-params", "aud=1:repeat-headers=1:scenecut=0:keyint=25:min-keyint=25",
+                         "-f",  "h264"};
+const QStringList deviceH265Codec{
+    "-c:v",
+    "libx265",
+    "-preset",
+    "ultrafast",
+    "-crf",
+    "20",
+    "-f",
+    "hevc",
+    "-x265-params",
+    "pools=none:frame-threads=1:log-level=none:aud=1:repeat-headers=1:bframes=0:scenecut=0:keyint=25:min-keyint=25"};
 const QStringList aac{"-c:a", "aac", "-b:a", "64k"};
 const QStringList copy{"-c", "copy"};
 
@@ -110,6 +124,16 @@ QByteArray tsPart(const QString& path, const QSize& size, const QStringList& cod
     const QByteArray bytes = made ? contents(part) : QByteArray();
     QFile::remove(part);
     return bytes;
+}
+
+bool makeDeviceStream(const QString& path, const QSize& size, const QStringList& codec)
+{
+    return ffmpeg(pictureInput(size, Clips::frameRate) + codec, path, pictures(size, Clips::frameCount));
+}
+
+bool makeDeviceSound(const QString& path, const QString& format)
+{
+    return ffmpeg(toneInput + QStringList{"-ar", "8000", "-ac", "1", "-f", format}, path);
 }
 
 bool storeBoth(const QString& path, const QByteArray& first, const QByteArray& second)
@@ -174,8 +198,8 @@ QString Clips::h265Mp4()
 QString Clips::h264BFramesMp4()
 {
     return clip("h264-b-frames.mp4", [](const QString& path) {
-        const QStringList codec{"-c:v", "libx264", "-preset", "veryfast", "-threads", "1", "-crf", "20",
-                                "-g",   "25",      "-bf",     "2",        "-b_strategy", "0"};
+        const QStringList codec{"-c:v", "libx264", "-preset", "veryfast", "-threads", "1",           "-crf",
+                                "20",   "-g",      "25",      "-bf",      "2",        "-b_strategy", "0"};
         return ffmpeg(pictureInput(size, frameRate) + codec, path, pictures(size, frameCount));
     });
 }
@@ -271,6 +295,43 @@ QString Clips::oddSizeMkv()
         return ffmpeg(pictureInput(oddSize, frameRate) + QStringList{"-c:v", "ffv1"}, path,
                       pictures(oddSize, 2 * frameRate));
     });
+}
+
+QString Clips::deviceH264()
+{
+    return clip("device.h264", [](const QString& path) { return makeDeviceStream(path, size, deviceH264Codec); });
+}
+
+QString Clips::deviceH264OtherSize()
+{
+    return clip("device-other.h264",
+                [](const QString& path) { return makeDeviceStream(path, otherSize, deviceH264Codec); });
+}
+
+QString Clips::deviceH265()
+{
+    return clip("device.h265", [](const QString& path) { return makeDeviceStream(path, size, deviceH265Codec); });
+}
+
+QString Clips::deviceH265OtherSize()
+{
+    return clip("device-other.h265",
+                [](const QString& path) { return makeDeviceStream(path, otherSize, deviceH265Codec); });
+}
+
+QString Clips::deviceALaw()
+{
+    return clip("device.alaw", [](const QString& path) { return makeDeviceSound(path, "alaw"); });
+}
+
+QString Clips::deviceMuLaw()
+{
+    return clip("device.mulaw", [](const QString& path) { return makeDeviceSound(path, "mulaw"); });
+}
+
+QString Clips::devicePcm()
+{
+    return clip("device.pcm", [](const QString& path) { return makeDeviceSound(path, "s16le"); });
 }
 
 QString Clips::truncatedMp4()

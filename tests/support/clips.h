@@ -29,6 +29,17 @@ QString yuv422Mp4(); ///< H.264 with 4:2:2 chroma, 2 s
 QString rotatedMp4(); ///< h264Mp4() marked to be shown turned by 90 degrees
 QString oddSizeMkv(); ///< FFV1, 321x241, 2 s
 
+/// Raw streams with a delimiter before every picture and parameter sets before every key frame; without B-frames.
+QString deviceH264(); ///< 320x240, 25 a second, 5 s, a key frame every 25
+QString deviceH264OtherSize(); ///< 400x304
+QString deviceH265(); ///< 320x240
+QString deviceH265OtherSize(); ///< 400x304
+
+/// Raw samples, 8000 Hz mono, 5 s.
+QString deviceALaw();
+QString deviceMuLaw();
+QString devicePcm(); ///< 16 bits, little endian
+
 QString truncatedMp4(); ///< first two thirds of h264AacMp4(): its index is missing
 QString truncatedFastStartMp4(); ///< index at the beginning, two thirds of the packets
 QString truncatedTs(); ///< two thirds of h264Ts(), ends inside a packet
