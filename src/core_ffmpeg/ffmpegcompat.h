@@ -66,6 +66,18 @@ inline SwrContext* allocStereoConverter(int channels, AVSampleFormat format, int
 #endif
 }
 
+/// Gives a codec context or a frame the usual layout of that many channels.
+template <typename T>
+void setDefaultChannels(T* sound, int channels)
+{
+#if VANTOR_FFMPEG_CHANNEL_LAYOUT_STRUCT
+    av_channel_layout_default(&sound->ch_layout, channels);
+#else
+    sound->channels = channels;
+    sound->channel_layout = static_cast<uint64_t>(av_get_default_channel_layout(channels));
+#endif
+}
+
 /// Front left and front right, however many channels there are: the sound's own header tells the decoder.
 inline void setFrontChannels(AVCodecParameters* parameters, [[maybe_unused]] int channels)
 {
