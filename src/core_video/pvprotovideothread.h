@@ -2,10 +2,12 @@
 
 #include "core_codec/mediacodec.h"
 #include "core_videobase/abstractvideothread.h"
+#include "devnet/xencpara.h"
 #include "devnet/xframeheader.h"
 
 #include <QDate>
 
+#include <array>
 #include <memory>
 
 /// Base of the threads that read encoded frames one by one from a device, decode, deliver and record them.
@@ -80,8 +82,14 @@ protected:
     bool isDateChanged();
     void setCurRecordCodec(const XVideoEncPara& video, const XAudioEncPara& audio);
 
-    /// Takes the planes away from whoever shows them, then frees the video decoder.
-    void destroyVideoDecoder();
+    /// Takes the planes away from whoever shows them, waits @p pauseMs, then frees the video decoder.
+    void destroyVideoDecoder(int pauseMs = 0);
+
+    /// Frees both decoders, the video decoder as destroyVideoDecoder() does.
+    void freeDecoders();
+
+    /// Whether stop() was called since run() began.
+    bool isStopAsked() const;
 
     /// The decoders; null until the stream is opened for the first time.
     std::unique_ptr<MediaCodec> codec;
@@ -106,19 +114,21 @@ private:
 
     void openStream();
     Loop readStream(XFrameHeader* frame);
+    void waitAgain();
     void takeFrame(XFrameHeader* frame);
     void decodeFrame(XFrameHeader* frame);
     bool isVideoDecoderFitting(const XFrameHeader& frame) const;
     void createVideoDecoder(const XFrameHeader& frame);
     bool isAudioDecoderFitting(const XFrameHeader& frame) const;
     bool createAudioDecoder(const XFrameHeader& frame);
-    void deliverPlanes(bool codecChanged);
+    void deliverPlanes(VideoMode mode, bool codecChanged);
     void takeBackPlanes();
+
     void followRules(RecordType type);
     void startFile(RecordType type);
     void stopFile(RecordType type);
-    bool isStopAsked() const;
 
-    unsigned stopsSeen = 0;      // value of stopCount when run() began
+    unsigned stopsSeen = 0;       // value of stopCount when run() began
     bool planesDelivered = false; // somebody may still look at the planes that were delivered last
+    std::array<bool, RECORD_TYPE_MAX> isFileOpen{};
 };

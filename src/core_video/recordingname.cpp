@@ -22,8 +22,9 @@ QString firstFree(QDateTime time, Name nameOf)
 
 QString RecordingName::ofStart(const QString& path, const QDateTime& start)
 {
+    const QString folder = path.isEmpty() ? QString(".") : path;
     return firstFree(start, [&](const QDateTime& time) {
-        return QString("%1/%2/live/%3.mp4").arg(path, time.toString("yyyy-MM-dd"), time.toString(timePattern));
+        return QString("%1/%2/live/%3.mp4").arg(folder, time.toString("yyyy-MM-dd"), time.toString(timePattern));
     });
 }
 

@@ -12,12 +12,7 @@ UrlVideoThread::~UrlVideoThread() = default;
 
 void UrlVideoThread::setMP4FileName(RecordType type)
 {
-    QString path;
-    {
-        const QMutexLocker lock(&mutex);
-        path = savePath.at(type);
-    }
-    setFileName(type, RecordingName::ofStart(path.isEmpty() ? QString(".") : path, clock.load()->now()));
+    setFileName(type, RecordingName::ofStart(getSavePath(type), clock.load()->now()));
 }
 
 void UrlVideoThread::renameMP4File(RecordType type)

@@ -240,6 +240,12 @@ void AbstractVideoThread::setSavePath(RecordType type, const QString& path)
         savePath[type] = path;
 }
 
+QString AbstractVideoThread::getSavePath(RecordType type) const
+{
+    const QMutexLocker lock(&mutex);
+    return hasType(type) ? savePath.at(type) : QString("");
+}
+
 void AbstractVideoThread::setSaveAudio(RecordType type, bool enable)
 {
     if (hasType(type))

@@ -146,6 +146,7 @@ public:
     void setSaveInterval(RecordType type, int seconds);
     int getSaveInterval(RecordType type) const;
     void setSavePath(RecordType type, const QString& path);
+    QString getSavePath(RecordType type) const;
     void setSaveAudio(RecordType type, bool enable);
     void setFileName(RecordType type, const QString& name);
     QString getFileName(RecordType type) const;

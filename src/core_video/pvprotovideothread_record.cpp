@@ -1,0 +1,126 @@
+// Recording of what PvProtoVideoThread reads, as it was read.
+
+#include "core_video/pvprotovideothread.h"
+#include "core_videosave/savemp4ffmpeg.h"
+
+#include <QLoggingCategory>
+
+namespace {
+Q_LOGGING_CATEGORY(lcRecord, "vantor.device.record")
+
+constexpr int saverTimeoutMs = 500;
+constexpr AVRational milliseconds{1, 1000};
+constexpr AbstractVideoThread::RecordType recordTypes[] = {AbstractVideoThread::MANUAL_RECORD,
+                                                           AbstractVideoThread::AUTO_RECORD};
+
+XAudioEncPara noSound()
+{
+    XAudioEncPara audio;
+    audio.channels = 0;
+    return audio;
+}
+} // namespace
+
+void PvProtoVideoThread::saveMP4(XFrameHeader* frame)
+{
+    for (const RecordType type : recordTypes) {
+        if (!savers[type]->getIsRunning()) // ended by itself: its disk is full, say
+            stopFile(type);
+        if (!recording[type])
+            continue;
+        if (savers[type]->getIsRunning())
+            followRules(type);
+        if (!savers[type]->getIsRunning())
+            startFile(type);
+    }
+
+    const bool isAudio = frame->frameType == XFrameHeader::AudioFrame;
+    for (const RecordType type : recordTypes) {
+        if (!savers[type]->getIsRunning() || (isAudio && !saveAudio[type]))
+            continue;
+        savers[type]->writeData(frame);
+        if (!recording[type])
+            closeMP4(type);
+    }
+}
+
+/// Ends a file whose time is over, so that the next one begins with the same frame.
+void PvProtoVideoThread::followRules(RecordType type)
+{
+    const int seconds = saveInterval[type];
+    const qint64 limit = seconds > 0 ? seconds * qint64(1000) : -1;
+    if (isCodecChanged(saveAudio[type]) || recordTimers[type].hasExpired(*clock.load(), limit) || isDateChanged())
+        closeMP4(type);
+}
+
+void PvProtoVideoThread::startFile(RecordType type)
+{
+    XVideoEncPara video;
+    XAudioEncPara audio;
+    if (getLatestRecordCodec(video, audio) == 0)
+        setCurRecordCodec(video, audio);
+    if (!video.isValid()) {
+        qCCritical(lcRecord, "video codec is invalid");
+        return;
+    }
+    setMP4FileName(type);
+    const QString name = getFileName(type);
+    SaveMp4FFmpeg* saver = savers[type];
+    saver->setPara(recordVideo, saveAudio[type] ? recordAudio : noSound(), saverTimeoutMs);
+    saver->setTimebase(milliseconds);
+    saver->open(name);
+    recordTimers[type].start(*clock.load());
+    isFileOpen[type] = saver->getIsRunning();
+    Q_EMIT recorderStateChanged(isFileOpen[type] ? RecorderRecording : RecorderFailed, name);
+}
+
+void PvProtoVideoThread::closeMP4(RecordType type)
+{
+    if (type == AUTO_RECORD)
+        recordDate = QDate();
+    stopFile(type);
+}
+
+void PvProtoVideoThread::closeAllMP4()
+{
+    recordDate = QDate();
+    for (const RecordType type : recordTypes)
+        stopFile(type);
+}
+
+void PvProtoVideoThread::stopFile(RecordType type)
+{
+    if (!isFileOpen[type])
+        return;
+    isFileOpen[type] = false;
+    const bool isComplete = savers[type]->getIsRunning();
+    savers[type]->stop();
+    recordTimers[type].invalidate();
+    renameMP4File(type);
+    Q_EMIT recorderStateChanged(isComplete ? RecorderIdle : RecorderFailed, getFileName(type));
+}
+
+bool PvProtoVideoThread::isCodecChanged(bool withAudio)
+{
+    XVideoEncPara video;
+    XAudioEncPara audio;
+    getLatestRecordCodec(video, audio);
+    if (video.isValid() && video != recordVideo)
+        return true;
+    return withAudio && audio.isValid() && audio != recordAudio;
+}
+
+/// One date for both record types: the type that is asked first after midnight changes its file, the other goes on.
+bool PvProtoVideoThread::isDateChanged()
+{
+    const QDate today = clock.load()->now().date();
+    const QDate last = recordDate;
+    recordDate = today;
+    return last.isValid() && last != today;
+}
+
+void PvProtoVideoThread::setCurRecordCodec(const XVideoEncPara& video, const XAudioEncPara& audio)
+{
+    recordVideo = video;
+    recordAudio = audio;
+}
