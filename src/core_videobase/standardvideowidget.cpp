@@ -2,6 +2,7 @@
 
 #include "core_videobase/abstractvideothread.h"
 #include "core_videobase/retiredthreads.h"
+#include "core_videobase/threaddisplay.h"
 
 #include <QCloseEvent>
 #include <QCoreApplication>
@@ -10,66 +11,6 @@
 
 namespace {
 Q_LOGGING_CATEGORY(lcStandard, "vantor.widget.standard")
-
-constexpr auto automatic = Qt::ConnectionType(Qt::AutoConnection | Qt::UniqueConnection);
-constexpr auto blocking = Qt::ConnectionType(Qt::BlockingQueuedConnection | Qt::UniqueConnection);
-constexpr auto plain = Qt::AutoConnection;
-
-/// A connection from the thread's signal to a slot or signal of the widget.
-struct Wire
-{
-    const char* signal;
-    const char* member;
-    Qt::ConnectionType type;
-};
-
-// Taken away when the thread is released.
-const Wire baseWires[] = {
-    {SIGNAL(started()), SLOT(started()), automatic},
-    {SIGNAL(receivePlayStart(int)), SLOT(receivePlayStart(int)), blocking},
-    {SIGNAL(receivePlayFinsh(QObject*)), SLOT(receivePlayFinsh(QObject*)), blocking},
-    {SIGNAL(sig_decoderDestroyed()), SLOT(onDecoderDestroyed()), blocking},
-};
-
-// Kept until the thread is deleted: the end, the late errors and positions of a released thread are still news.
-const Wire lastingWires[] = {
-    {SIGNAL(finished()), SLOT(finished()), automatic},
-    {SIGNAL(sig_connExceedMax()), SIGNAL(sig_connExceedMax()), automatic},
-    {SIGNAL(sig_otherError()), SIGNAL(sig_otherError()), automatic},
-    {SIGNAL(receivePosition(qint64)), SIGNAL(receivePosition(qint64)), automatic},
-};
-
-const Wire audioWires[] = {
-    {SIGNAL(receiveAudioFormat(int, int, int)), SLOT(openAudioOutput(int, int, int)), automatic},
-    {SIGNAL(receiveAudio(QByteArray)), SLOT(playAudio(QByteArray)), automatic},
-};
-
-const Wire streamWires[] = {
-    {SIGNAL(receiveImage(QImage, int)), SLOT(receiveImage(QImage, int)), automatic},
-    {SIGNAL(snapImage(QImage, QString)), SIGNAL(snapImage(QImage, QString)), automatic},
-    {SIGNAL(receiveFrame(int, int, quint8*, quint8*, quint8*, quint32, quint32, quint32)),
-     SLOT(receiveFrame(int, int, quint8*, quint8*, quint8*, quint32, quint32, quint32)), blocking},
-    {SIGNAL(receiveFrame(int, int, quint8*, quint8*, quint32, quint32)),
-     SLOT(receiveFrame(int, int, quint8*, quint8*, quint32, quint32)), blocking},
-    {SIGNAL(receiveFrame(int, int, quint8*, bool)), SLOT(receiveFrame(int, int, quint8*, bool)), blocking},
-    {SIGNAL(receiveFrame(int, int, quint8*, int, bool)), SLOT(receiveFrame(int, int, quint8*, int, bool)), blocking},
-    {SIGNAL(receiveSizeChanged()), SLOT(receiveSizeChanged()), plain},
-    {SIGNAL(receiveCodecChanged()), SLOT(receiveCodecChanged()), blocking},
-};
-
-template <size_t Count>
-void connectAll(const Wire (&wires)[Count], QObject* from, QObject* to)
-{
-    for (const Wire& wire : wires)
-        QObject::connect(from, wire.signal, to, wire.member, wire.type);
-}
-
-template <size_t Count>
-void disconnectAll(const Wire (&wires)[Count], QObject* from, QObject* to)
-{
-    for (const Wire& wire : wires)
-        QObject::disconnect(from, wire.signal, to, wire.member);
-}
 
 bool hasSlot(const QObject* object, const char* signature) { return object->metaObject()->indexOfSlot(signature) >= 0; }
 
@@ -182,10 +123,12 @@ void StandardVideoWidget::connectBaseSignalSlots()
 {
     if (!videoThread)
         return;
-    connectAll(baseWires, videoThread, this);
-    connectAll(lastingWires, videoThread, this);
+    ThreadDisplay::connectPlaying(videoThread, this);
+    ThreadDisplay::connectReports(videoThread, this);
+    connect(videoThread, &AbstractVideoThread::receivePosition, this, &StandardVideoWidget::receivePosition,
+            Qt::UniqueConnection);
     if (!getViewOnly())
-        connectAll(audioWires, videoThread, this);
+        ThreadDisplay::connectSound(videoThread, this);
     recorderConnection = connect(videoThread, &AbstractVideoThread::recorderStateChanged, this,
                                  &StandardVideoWidget::setRecorderState);
 }
@@ -193,31 +136,31 @@ void StandardVideoWidget::connectBaseSignalSlots()
 void StandardVideoWidget::connectStreamSignalSlots()
 {
     if (videoThread)
-        connectAll(streamWires, videoThread, this);
+        ThreadDisplay::connectPictures(videoThread, this);
 }
 
 void StandardVideoWidget::disconnectBaseSignalSlots()
 {
     if (!videoThread)
         return;
-    disconnectAll(baseWires, videoThread, this);
+    // Its end, late errors and positions are still news.
+    ThreadDisplay::disconnectPlaying(videoThread, this);
     if (!getViewOnly())
-        disconnectAll(audioWires, videoThread, this);
+        ThreadDisplay::disconnectSound(videoThread, this);
     disconnect(recorderConnection);
 }
 
 void StandardVideoWidget::disconnectStreamSignalSlots()
 {
     if (videoThread)
-        disconnectAll(streamWires, videoThread, this);
+        ThreadDisplay::disconnectPictures(videoThread, this);
 }
 
 void StandardVideoWidget::retireVideoThread()
 {
     if (!videoThread)
         return;
-    int count = videoThread->previewRef();
-    while (count > 0 && !videoThread->previewRef().compare_exchange_weak(count, count - 1)) { }
+    ThreadDisplay::countOut(videoThread);
     videoThread->stop();
     oldThreads.append(videoThread);
     videoThread = nullptr;

@@ -7,13 +7,18 @@
 #include <QScopedPointer>
 #include <QThread>
 
+#include <atomic>
+
 /// Finds, creates and tears down the sets of live threads, one set a device.
 ///
 /// Vantor::init() starts it and Vantor::release() stops it. A set that is released can't be found any more at once; its
 /// threads are stopped on the manager's own worker thread, so the caller never waits and may ask for a new set of the
 /// same device while the old one is still ending.
 ///
-/// Any thread may call.
+/// While the worker does not run (before start() and after stop()), the thread objects' own thread ends released sets
+/// in its event loop, without waiting. What is left when the application object goes is ended then.
+///
+/// Any thread may call, start() and stop() the GUI thread alone.
 class VANTOR_EXPORT DevLiveThrSetManager : public QObject
 {
     Q_OBJECT
@@ -25,8 +30,9 @@ public:
     /// Starts the worker; true when it runs.
     bool start();
 
-    /// Ends the worker, which tears all sets down, and waits for it. Called on the GUI thread it keeps serving queued
-    /// calls meanwhile, as AbstractVideoThread::stopAndWait() does.
+    /// Ends the worker, which tears all sets down, and waits for it. It keeps serving queued calls meanwhile, as
+    /// AbstractVideoThread::stopAndWait() does, so it must not be called in a slot that a video thread waits for.
+    /// start() may follow.
     void stop();
 
     bool isRunning() const;
@@ -45,11 +51,15 @@ private Q_SLOTS:
 
 private:
     DevLiveThrSetManager();
+    static void stopWithApplication();
+    QHash<DevLiveThrSet*, PtrDevLiveThrSet> takeAllSets();
 
     static QScopedPointer<DevLiveThrSetManager> self;
 
     mutable QMutex mutex; // guards both tables
     QHash<XNetDevice*, PtrDevLiveThrSet> setsByDevice;
     QHash<DevLiveThrSet*, PtrDevLiveThrSet> allSets;
-    QThread worker;
+    std::atomic<bool> stopping{false};
+    QThread worker; // the manager lives in it while it runs
+    QThread* idleThread = nullptr; // and in this one otherwise; constant after construction
 };
