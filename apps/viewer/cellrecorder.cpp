@@ -1,5 +1,7 @@
 #include "cellrecorder.h"
 
+#include "cellview.h"
+#include "core_videobase/abstractvideowidget.h"
 #include "videocell.h"
 
 #include <QDir>
@@ -9,12 +11,10 @@ namespace {
 
 constexpr int retryAfter = 60000; // milliseconds
 
-// Absolute, as finished files are reported.
-QString folderOfCell(const QString& folder, int number)
+// As finished files are reported.
+QString absolute(const QString& folder)
 {
-    if (folder.isEmpty())
-        return folder;
-    return QString("%1/%2").arg(QDir::cleanPath(QDir().absoluteFilePath(folder))).arg(number, 2, 10, QChar('0'));
+    return folder.isEmpty() ? folder : QDir::cleanPath(QDir().absoluteFilePath(folder));
 }
 
 // A finished file keeps its first name as the beginning of the final one.
@@ -28,31 +28,27 @@ QString native(const QString& file) { return QDir::toNativeSeparators(file); }
 
 } // namespace
 
-CellRecorder::CellRecorder(VideoCell* videoCell)
+CellRecorder::CellRecorder(VideoCell* videoCell, const QString& manual, const QString& automatic)
     : QObject(videoCell)
     , cell(videoCell)
+    , manualFolder(absolute(manual))
+    , automaticFolder(absolute(automatic))
 {
     retryTimer.setSingleShot(true);
     retryTimer.setInterval(retryAfter);
-    connect(&retryTimer, &QTimer::timeout, this, [this] { cell->setAutoRecord(automaticFolder); });
+    connect(&retryTimer, &QTimer::timeout, this,
+            [this] { cell->view()->setAutoRecord(folderOfSource(automaticFolder)); });
     connect(cell, &VideoCell::recorderStateChanged, this, &CellRecorder::follow);
-}
-
-void CellRecorder::setFolders(const QString& manual, const QString& automatic)
-{
-    manualFolder = folderOfCell(manual, cell->number());
-    automaticFolder = folderOfCell(automatic, cell->number());
-    cell->setAutoRecord(automaticFolder);
 }
 
 void CellRecorder::toggle()
 {
     if (cell->isRecording()) {
-        cell->recordStop();
+        cell->display()->recordStop();
         Q_EMIT message(tr("%1: recording is off").arg(cell->source().title()));
     } else if (cell->isPlaying()) {
         manualFailed = false;
-        cell->recordStart(manualFolder);
+        cell->display()->recordStart(folderOfSource(manualFolder));
         Q_EMIT message(tr("%1: recording begins with the next key frame").arg(cell->source().title()));
     } else {
         Q_EMIT message(tr("No recording: nothing is playing in cell %1").arg(cell->number()));
@@ -64,7 +60,7 @@ void CellRecorder::sourceStarts()
 {
     retryTimer.stop();
     automaticFails = false;
-    cell->setAutoRecord(automaticFolder);
+    cell->view()->setAutoRecord(folderOfSource(automaticFolder));
 }
 
 void CellRecorder::follow(RecorderState state, const QString& file)
@@ -126,10 +122,17 @@ bool CellRecorder::takeOpen(const QString& file)
     return false;
 }
 
+QString CellRecorder::folderOfSource(const QString& folder) const
+{
+    if (folder.isEmpty())
+        return folder;
+    return QString("%1/%2").arg(folder).arg(cell->number(), 2, 10, QChar('0'));
+}
+
 bool CellRecorder::isAutomatic(const QString& file) const
 {
-    // <folder>/<date>/live/<name>
-    return !automaticFolder.isEmpty() && QDir::cleanPath(QFileInfo(file).path() + "/../..") == automaticFolder;
+    // <folder>/<source>/<date>/live/<name>
+    return !automaticFolder.isEmpty() && QDir::cleanPath(QFileInfo(file).path() + "/../../..") == automaticFolder;
 }
 
 // The video thread may have begun another file before it was told to stop; that is no success to speak of.
@@ -142,11 +145,11 @@ void CellRecorder::switchOff(const QString& file)
 {
     if (!isAutomatic(file)) {
         manualFailed = true;
-        cell->recordStop();
+        cell->display()->recordStop();
         return;
     }
     automaticFails = true;
-    cell->setAutoRecord({});
+    cell->view()->setAutoRecord({});
     if (!retryTimer.isActive())
         retryTimer.start();
 }

@@ -10,18 +10,16 @@ class VideoCell;
 
 /// Records what a cell plays: when the user wants it, and everything where a folder for that is set.
 ///
-/// The recordings of a cell have folders of their own, <folder>/<number of the cell>, because a file that is being
-/// written is named by its time alone.
+/// The recordings of a source have a folder of their own, because a file that is being written is named by its time
+/// alone: <folder>/<number of the cell> for an address, <folder>/<device, channel, stream> for a stream of a device,
+/// which several cells may share.
 class CellRecorder : public QObject
 {
     Q_OBJECT
 
 public:
-    /// @p cell is the parent.
-    explicit CellRecorder(VideoCell* cell);
-
-    /// An empty @p automatic folder: only what the user wants.
-    void setFolders(const QString& manual, const QString& automatic);
+    /// @p cell is the parent. An empty @p automatic folder: only what the user wants.
+    CellRecorder(VideoCell* cell, const QString& manual, const QString& automatic);
 
     /// Starts or stops recording for the user.
     void toggle();
@@ -45,14 +43,15 @@ private:
     void finished(const QString& file);
     void failed(const QString& file);
     bool takeOpen(const QString& file);
+    QString folderOfSource(const QString& folder) const;
     bool isAutomatic(const QString& file) const;
     bool isAfterFailure(const QString& file) const;
     void switchOff(const QString& file);
     QString reasonOf(const QString& file) const;
 
     VideoCell* const cell;
-    QString manualFolder;
-    QString automaticFolder;
+    const QString manualFolder; ///< of all sources
+    const QString automaticFolder;
     QStringList openFiles; ///< by their first names
     QTimer retryTimer; ///< runs while the automatic recording is off because it failed
     bool automaticFails = false; ///< and that has been said

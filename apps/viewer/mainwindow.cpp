@@ -1,5 +1,6 @@
 #include "mainwindow.h"
 
+#include "core_videobase/abstractvideowidget.h"
 #include "playbackbar.h"
 #include "qttoolkit/quihelper.h"
 #include "snapshots.h"
@@ -188,7 +189,7 @@ void MainWindow::refresh()
     recordAction->setEnabled(cell->isPlaying() || cell->isRecording());
     recordAction->setChecked(cell->isRecording());
     zoomAction->setEnabled(cell->isPlaying());
-    zoomAction->setChecked(cell->isDigitalZoom());
+    zoomAction->setChecked(cell->display()->isDigitalZoom());
     muteAction->setChecked(!cell->isMuted());
     enlargeAction->setChecked(videoGrid->isEnlarged());
     for (QAction* action : gridActions->actions())
@@ -257,7 +258,7 @@ void MainWindow::chooseSnapshotFolder()
 
 void MainWindow::setDigitalZoom(bool enabled)
 {
-    videoGrid->selectedCell()->setDigitalZoom(enabled);
+    videoGrid->selectedCell()->display()->setDigitalZoom(enabled);
     showStatus(enabled ? tr("Digital zoom: the wheel enlarges the picture, dragging moves it")
                        : tr("Digital zoom is off"));
 }

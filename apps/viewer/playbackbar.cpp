@@ -1,5 +1,6 @@
 #include "playbackbar.h"
 
+#include "cellview.h"
 #include "qttoolkit/quihelper.h"
 #include "seekslider.h"
 #include "videocell.h"
@@ -63,15 +64,15 @@ void PlaybackBar::setCell(VideoCell* shown)
         cell->disconnect(this);
     cell = shown;
     speedBox->setCurrentIndex(speedBox->findData(1.0));
-    connect(cell, &VideoCell::receivePosition, this, &PlaybackBar::showPosition);
-    connect(cell, &VideoCell::receiveDuration, this, &PlaybackBar::refresh);
+    connect(cell, &VideoCell::positionChanged, this, &PlaybackBar::showPosition);
+    connect(cell, &VideoCell::durationChanged, this, &PlaybackBar::refresh);
     connect(cell, &VideoCell::stateChanged, this, &PlaybackBar::refresh);
     refresh();
 }
 
 void PlaybackBar::refresh()
 {
-    const bool isSeekable = cell && cell->isPlaying() && cell->isSeekable();
+    const bool isSeekable = cell && cell->isPlaying() && cell->view()->isSeekable();
     const bool isEnded = cell && cell->state() == CellState::Ended;
     const bool isMoving = cell && cell->state() == CellState::Playing;
     pauseButton->setEnabled(isSeekable || isEnded);
@@ -81,8 +82,8 @@ void PlaybackBar::refresh()
     speedBox->setEnabled(isSeekable);
     if (!isSeekable)
         speedBox->setCurrentIndex(speedBox->findData(1.0));
-    slider->setMaximum(isSeekable ? int(cell->getDuration()) : 0);
-    showPosition(isSeekable ? cell->getPosition() : 0);
+    slider->setMaximum(isSeekable ? int(cell->view()->duration()) : 0);
+    showPosition(isSeekable ? cell->view()->position() : 0);
 }
 
 void PlaybackBar::showPosition(qint64 position)
@@ -101,19 +102,19 @@ void PlaybackBar::showPosition(qint64 position)
 void PlaybackBar::choosePosition(int position)
 {
     if (cell)
-        cell->setPosition(position);
+        cell->view()->setPosition(position);
 }
 
 void PlaybackBar::jump(qint64 milliseconds)
 {
-    if (cell && cell->isSeekable())
-        cell->setPosition(qBound<qint64>(0, cell->getPosition() + milliseconds, cell->getDuration()));
+    if (cell && cell->view()->isSeekable())
+        cell->view()->setPosition(qBound<qint64>(0, cell->view()->position() + milliseconds, cell->view()->duration()));
 }
 
 void PlaybackBar::chooseSpeed()
 {
     if (cell)
-        cell->setSpeed(speedBox->currentData().toDouble());
+        cell->view()->setSpeed(speedBox->currentData().toDouble());
 }
 
 QString PlaybackBar::timeText(qint64 milliseconds)

@@ -1,5 +1,6 @@
 #include "snapshots.h"
 
+#include "core_videobase/abstractvideowidget.h"
 #include "videocell.h"
 
 #include <QDir>
@@ -37,7 +38,7 @@ void Snapshots::take(VideoCell* cell)
         image.isNull() ? missed(cell) : written(cell, file); // the picture is what could be read back
     });
     timer->start(patience);
-    cell->snap(path, true);
+    cell->display()->snap(path, true);
 }
 
 void Snapshots::written(VideoCell* cell, const QString& file)

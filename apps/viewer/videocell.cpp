@@ -1,35 +1,32 @@
 #include "videocell.h"
 
+#include "addressview.h"
+#include "celllook.h"
 #include "cellosd.h"
 #include "cellrecorder.h"
-#include "core_videobase/abstractvideothread.h"
 #include "core_videobase/bannerwidget.h"
+#include "vieweroptions.h"
 
 #include <QContextMenuEvent>
 #include <QDropEvent>
 #include <QMimeData>
 
-namespace {
-
-constexpr int noAnswerAfter = 5000; // milliseconds
-constexpr int borderWidth = 4; // half of it lies outside the cell
-const QColor borderColor("#2A3038");
-const QColor selectedColor("#22A3A9");
-
-} // namespace
-
-VideoCell::VideoCell(int number, QWidget* parent)
-    : UrlVideoWidget(parent)
+VideoCell::VideoCell(int number, const ViewerOptions& options, QWidget* parent)
+    : QWidget(parent)
     , cellNumber(number)
-    , recorder(new CellRecorder(this))
+    , shownView(new AddressView(number, this))
+    , recorder(new CellRecorder(this, options.recordingFolder, options.autoRecordFolder))
 {
-    setChannel(number);
-    initLook();
-    noAnswerTimer.setSingleShot(true);
-    noAnswerTimer.setInterval(noAnswerAfter);
-    connect(&noAnswerTimer, &QTimer::timeout, this, [this] { setState(CellState::NoAnswer); });
-    connect(this, &VideoCell::sig_receivePlayStart, this, &VideoCell::playStarted);
-    connect(this, &VideoCell::sig_receivePlayFinsh, this, &VideoCell::playFinished);
+    AbstractVideoWidget* widget = display();
+    VideoPara para = widget->getVideoPara();
+    para.hardware = options.hardware;
+    para.readTimeout = options.readTimeout;
+    para.connectTimeout = options.connectTimeout;
+    widget->setVideoPara(para);
+    widget->setVideoMode(options.mode);
+    shownView->setSaveInterval(options.recordInterval);
+    setUp(shownView);
+    setFocusProxy(widget);
     connect(recorder, &CellRecorder::message, this, &VideoCell::message);
     connect(recorder, &CellRecorder::changed, this, [this] {
         showOsd();
@@ -38,29 +35,27 @@ VideoCell::VideoCell(int number, QWidget* parent)
     showOsd();
 }
 
-VideoCell::~VideoCell() { endVideoThreads(); }
-
-void VideoCell::initLook()
+// A view reports the end of what it plays, which nobody here wants to hear any more.
+VideoCell::~VideoCell()
 {
-    WidgetPara para = getWidgetPara();
-    para.borderWidth = borderWidth;
-    para.borderColor = borderColor;
-    para.focusColor = selectedColor;
-    para.bgText.clear(); // the state is an on-screen item, so that it is also seen over a last picture
-    para.scaleMode = ScaleMode_Aspect;
-    para.muted = true; // a wall of pictures is silent until somebody asks for sound
-    para.showBanner = true;
-    para.bannerSize = 28;
-    para.bannerPosition = 1;
-    para.bannerPara.margins = {8, 0, 6, 0};
-    para.bannerPara.spacing = 6;
-    para.bannerPara.names = QStringList{"btnMuted", "btnTalk", "btnSnap", "btnRecord"};
-    para.bannerPara.icons = QStringList{":/primary/close_volume.svg", ":/primary/mic.svg", ":/viewer/snapshot.svg",
-                                        ":/viewer/record.svg"};
-    para.bannerPara.tips = QStringList{tr("Sound"), tr("Talk"), tr("Snapshot"), tr("Record H.264 or H.265")};
-    setWidgetPara(para);
-    setBannerBgColor("#1B2026");
-    setBannerBgAlpha(255); // the text of the state lies below the bar
+    shownView->disconnect(this);
+    delete shownView;
+}
+
+AbstractVideoWidget* VideoCell::display() const { return shownView->display(); }
+
+void VideoCell::setUp(CellView* view)
+{
+    AbstractVideoWidget* widget = view->display();
+    CellLook::apply(widget);
+    widget->installEventFilter(this);
+    connect(widget, &AbstractVideoWidget::sig_btnClicked, this, &VideoCell::pressButton);
+    connect(widget, &AbstractVideoWidget::sig_fileDrag, this, &VideoCell::dropped);
+    connect(widget, &AbstractVideoWidget::snapImage, this, &VideoCell::snapImage);
+    connect(view, &CellView::stateChanged, this, &VideoCell::setState);
+    connect(view, &CellView::positionChanged, this, &VideoCell::positionChanged);
+    connect(view, &CellView::durationChanged, this, &VideoCell::durationChanged);
+    connect(view, &CellView::recorderStateChanged, this, &VideoCell::recorderStateChanged);
 }
 
 void VideoCell::setSource(const Source& source)
@@ -75,19 +70,16 @@ void VideoCell::play()
     if (shownSource.isEmpty())
         return;
     stop();
-    setUrl(shownSource.url);
-    setTransport(shownSource.transport);
     recorder->sourceStarts();
-    if (!shownSource.captureFormat.isEmpty())
-        setCaptureFormat(shownSource.captureFormat);
-    setState(start() ? CellState::Connecting : CellState::Failed);
-    if (currentState == CellState::Failed)
-        Q_EMIT message(tr("%1: not a file, a camera or an address that can be played").arg(shownSource.shownUrl()));
+    if (shownView->start(shownSource))
+        return;
+    setState(CellState::Failed);
+    Q_EMIT message(tr("%1: not a file, a camera or an address that can be played").arg(shownSource.shownUrl()));
 }
 
 void VideoCell::stop()
 {
-    UrlVideoWidget::stop();
+    shownView->stop();
     if (currentState != CellState::Empty)
         setState(CellState::Stopped);
 }
@@ -97,10 +89,10 @@ void VideoCell::togglePause()
     if (currentState == CellState::Ended) {
         play();
     } else if (currentState == CellState::Paused) {
-        resume();
+        shownView->resume();
         setState(CellState::Playing);
-    } else if (currentState == CellState::Playing && isFile) {
-        pause();
+    } else if (currentState == CellState::Playing && shownView->isSeekable()) {
+        shownView->pause();
         setState(CellState::Paused);
     }
 }
@@ -110,42 +102,35 @@ QString VideoCell::description() const
     return tr("%1  %2 — %3").arg(cellNumber).arg(shownSource.title(), cellStateText(currentState));
 }
 
-void VideoCell::setSelected(bool selected) { setBorderColor(selected ? selectedColor : borderColor); }
-
-void VideoCell::setRecordingFolders(const QString& manual, const QString& automatic)
-{
-    recorder->setFolders(manual, automatic);
-}
+void VideoCell::setSelected(bool selected) { CellLook::setSelected(display(), selected); }
 
 void VideoCell::toggleRecording() { recorder->toggle(); }
 
-bool VideoCell::isRecording() const
-{
-    return videoThread && videoThread->isRecording(AbstractVideoThread::MANUAL_RECORD);
-}
+bool VideoCell::isRecording() const { return shownView->isRecording(); }
+
+bool VideoCell::isMuted() const { return display()->getWidgetPara().muted; }
 
 void VideoCell::toggleMuted() { switchSound(isMuted()); }
 
 void VideoCell::switchSound(bool on)
 {
-    setMuted(!on);
+    display()->setMuted(!on);
     updateBanner();
     Q_EMIT message(isMuted() ? tr("%1: sound off").arg(shownSource.title())
                              : tr("%1: sound on").arg(shownSource.title()));
 }
 
-void VideoCell::btnClicked(QString btnName)
+void VideoCell::pressButton(const QString& name)
 {
-    UrlVideoWidget::btnClicked(btnName);
-    if (btnName.endsWith("Muted") && !btnName.endsWith("TalkMuted"))
-        switchSound(false);
-    else if (btnName.endsWith("Sound"))
-        switchSound(true);
-    else if (btnName.endsWith("TalkMuted"))
+    if (name.endsWith("TalkMuted"))
         refuseTalk();
-    else if (btnName.endsWith("Snap"))
+    else if (name.endsWith("Muted"))
+        switchSound(false);
+    else if (name.endsWith("Sound"))
+        switchSound(true);
+    else if (name.endsWith("Snap"))
         Q_EMIT snapshotWanted();
-    else if (btnName.endsWith("Record"))
+    else if (name.endsWith("Record"))
         toggleRecording();
 }
 
@@ -156,70 +141,51 @@ void VideoCell::refuseTalk()
     Q_EMIT message(tr("%1 has no talk-back; only devices do").arg(shownSource.title()));
 }
 
-void VideoCell::focusInEvent(QFocusEvent* event)
+bool VideoCell::eventFilter(QObject* watched, QEvent* event)
 {
-    UrlVideoWidget::focusInEvent(event);
-    Q_EMIT selected();
+    switch (event->type()) {
+    case QEvent::FocusIn:
+        Q_EMIT selected();
+        break;
+    case QEvent::MouseButtonPress:
+        display()->setFocus(Qt::MouseFocusReason);
+        Q_EMIT selected();
+        break;
+    case QEvent::MouseButtonDblClick:
+        Q_EMIT enlargeWanted();
+        return true;
+    case QEvent::ContextMenu:
+        Q_EMIT selected();
+        Q_EMIT menuWanted(static_cast<QContextMenuEvent*>(event)->globalPos());
+        return true;
+    case QEvent::Drop:
+        return takeDrop(static_cast<QDropEvent*>(event));
+    default:
+        break;
+    }
+    return QWidget::eventFilter(watched, event);
 }
 
-void VideoCell::mousePressEvent(QMouseEvent* event)
+// The display knows local files and items of trees only.
+bool VideoCell::takeDrop(const QDropEvent* event)
 {
-    UrlVideoWidget::mousePressEvent(event);
-    setFocus(Qt::MouseFocusReason);
-    Q_EMIT selected();
-}
-
-void VideoCell::mouseDoubleClickEvent(QMouseEvent* event)
-{
-    event->accept();
-    Q_EMIT enlargeWanted();
-}
-
-void VideoCell::contextMenuEvent(QContextMenuEvent* event)
-{
-    event->accept();
-    Q_EMIT selected();
-    Q_EMIT menuWanted(event->globalPos());
+    const QList<QUrl> urls = event->mimeData()->urls();
+    if (urls.isEmpty() || urls.first().isLocalFile())
+        return false;
+    Q_EMIT dropped(urls.first().toString());
+    return true;
 }
 
 void VideoCell::resizeEvent(QResizeEvent* event)
 {
-    UrlVideoWidget::resizeEvent(event);
+    QWidget::resizeEvent(event);
+    display()->setGeometry(rect());
     showOsd();
-}
-
-void VideoCell::dropEvent(QDropEvent* event)
-{
-    const QList<QUrl> urls = event->mimeData()->urls();
-    if (urls.isEmpty() || urls.first().isLocalFile())
-        UrlVideoWidget::dropEvent(event);
-    else
-        Q_EMIT sig_fileDrag(urls.first().toString());
-}
-
-void VideoCell::playStarted()
-{
-    noAnswerTimer.stop();
-    isFile = isSeekable();
-    setState(CellState::Playing);
-}
-
-void VideoCell::playFinished()
-{
-    // While the display still has its thread, that thread opens the source again.
-    if (isFile && !videoThread)
-        setState(CellState::Ended);
-    else
-        setState(CellState::Lost);
 }
 
 void VideoCell::setState(CellState state)
 {
     currentState = state;
-    if (state == CellState::Connecting)
-        noAnswerTimer.start();
-    else
-        noAnswerTimer.stop();
     showOsd();
     updateBanner();
     Q_EMIT stateChanged();
@@ -227,7 +193,7 @@ void VideoCell::setState(CellState state)
 
 void VideoCell::showOsd()
 {
-    CellOsd osd(size(), borderWidth + 5, font());
+    CellOsd osd(size(), CellLook::borderWidth + 5, font());
     if (currentState != CellState::Empty) {
         osd.addText(CellOsd::TopLeft,
                     osd.besideClock(QString("%1  %2").arg(cellNumber, 2, 10, QChar('0')).arg(shownSource.title())),
@@ -243,16 +209,16 @@ void VideoCell::showOsd()
     else
         osd.addText(CellOsd::Centre, longStateText(), cellStateColor(currentState));
 
-    clearOsd();
+    display()->clearOsd();
     for (const OsdInfo& item : osd.items())
-        appendOsd(item);
+        display()->appendOsd(item);
 }
 
 QString VideoCell::longStateText() const
 {
     if (currentState == CellState::Empty)
         return tr("No source\nDrop a file or an address here");
-    if (currentState == CellState::Lost && videoThread)
+    if (currentState == CellState::Lost && shownView->isTryingAgain())
         return tr("Connection lost, trying again…");
     const QString address = fontMetrics().elidedText(shownSource.shownUrl(), Qt::ElideMiddle, width() / 2);
     return cellStateText(currentState) + '\n' + address;
@@ -264,4 +230,4 @@ void VideoCell::updateBanner()
     banner()->showInfo("● " + cellStateText(currentState));
 }
 
-BannerWidget* VideoCell::banner() const { return findChild<BannerWidget*>("bannerWidget"); }
+BannerWidget* VideoCell::banner() const { return display()->findChild<BannerWidget*>("bannerWidget"); }

@@ -1,26 +1,35 @@
 #pragma once
 
 #include "cellstate.h"
-#include "core_video/urlvideowidget.h"
+#include "core_videobase/videotypes.h"
 #include "source.h"
 
+#include <QWidget>
+
+class AbstractVideoWidget;
+class BannerWidget;
 class CellRecorder;
-class QContextMenuEvent;
+class CellView;
+struct ViewerOptions;
 
 /// One cell of the grid: shows a source, its name, a clock and how it is doing.
 ///
 /// The on-screen items are put back whenever the source starts or ends, because the display forgets them then. GUI
 /// thread only.
-class VideoCell : public UrlVideoWidget
+class VideoCell : public QWidget
 {
     Q_OBJECT
 
 public:
     /// @p number counts from 1; it stands before the name and in the names of snapshots.
-    explicit VideoCell(int number, QWidget* parent = nullptr);
+    VideoCell(int number, const ViewerOptions& options, QWidget* parent = nullptr);
     ~VideoCell() override;
 
     int number() const { return cellNumber; }
+
+    /// What shows the source at the moment.
+    CellView* view() const { return shownView; }
+    AbstractVideoWidget* display() const;
 
     /// Ends what plays. The new source waits for play().
     void setSource(const Source& source);
@@ -28,7 +37,7 @@ public:
 
     /// Starts the source, from its beginning if it is playing. Nothing without a source.
     void play();
-    void stop() override;
+    void stop();
 
     /// Pauses a file, or lets it go on; a file that has ended plays again. Nothing on live sources.
     void togglePause();
@@ -42,52 +51,51 @@ public:
     /// Marks the cell that keys and buttons work on.
     void setSelected(bool selected);
 
-    /// Folders below which the cell records: what the user wants, and everything, which may be empty for nothing.
-    void setRecordingFolders(const QString& manual, const QString& automatic);
-
     /// Starts or stops recording for the user.
     void toggleRecording();
 
     /// Whether the user wants a recording; its file is open from the next key frame on, while there is a picture.
     bool isRecording() const;
 
-    bool isMuted() const { return widgetPara.muted; }
+    bool isMuted() const;
     void toggleMuted();
 
 Q_SIGNALS:
     /// The state, or what is recorded.
     void stateChanged();
+    void positionChanged(qint64 milliseconds);
+    void durationChanged();
+    void recorderStateChanged(const RecorderState& state, const QString& file);
+    void snapImage(const QImage& image, const QString& file);
     void selected();
     void enlargeWanted();
     void snapshotWanted();
     void menuWanted(const QPoint& globalPosition);
+
+    /// An address or the name of a file was dropped here.
+    void dropped(const QString& address);
     void message(const QString& text);
 
 protected:
-    void btnClicked(QString btnName) override;
-    void focusInEvent(QFocusEvent* event) override;
-    void mousePressEvent(QMouseEvent* event) override;
-    void mouseDoubleClickEvent(QMouseEvent* event) override;
-    void contextMenuEvent(QContextMenuEvent* event) override;
+    /// What happens on the display.
+    bool eventFilter(QObject* watched, QEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
-    void dropEvent(QDropEvent* event) override;
 
 private:
-    void initLook();
-    void playStarted();
-    void playFinished();
+    void setUp(CellView* view);
     void setState(CellState state);
     void showOsd();
     QString longStateText() const;
     void updateBanner();
+    void pressButton(const QString& name);
     void switchSound(bool on);
     void refuseTalk();
+    bool takeDrop(const QDropEvent* event);
     BannerWidget* banner() const;
 
     const int cellNumber;
+    CellView* shownView = nullptr; ///< child
     CellRecorder* const recorder; ///< child
     Source shownSource;
     CellState currentState = CellState::Empty;
-    bool isFile = false; ///< the source that is playing has an end
-    QTimer noAnswerTimer;
 };

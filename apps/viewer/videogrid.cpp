@@ -30,15 +30,7 @@ VideoGrid::~VideoGrid()
 
 void VideoGrid::addCell(const ViewerOptions& options)
 {
-    auto* cell = new VideoCell(cells.size() + 1, this);
-    VideoPara para = cell->getVideoPara();
-    para.hardware = options.hardware;
-    para.readTimeout = options.readTimeout;
-    para.connectTimeout = options.connectTimeout;
-    cell->setVideoPara(para);
-    cell->setVideoMode(options.mode);
-    cell->setRecordingFolders(options.recordingFolder, options.autoRecordFolder);
-    cell->setSaveInterval(options.recordInterval);
+    auto* cell = new VideoCell(cells.size() + 1, options, this);
     cell->hide();
     cells.append(cell);
 
@@ -47,7 +39,7 @@ void VideoGrid::addCell(const ViewerOptions& options)
     connect(cell, &VideoCell::message, this, &VideoGrid::message);
     connect(cell, &VideoCell::snapshotWanted, this, [this, cell] { Q_EMIT snapshotWanted(cell); });
     connect(cell, &VideoCell::menuWanted, this, [this, cell](const QPoint& at) { Q_EMIT menuWanted(cell, at); });
-    connect(cell, &VideoCell::sig_fileDrag, this, [this, cell](const QString& address) { play(cell, address); });
+    connect(cell, &VideoCell::dropped, this, [this, cell](const QString& address) { play(cell, address); });
     connect(cell, &VideoCell::enlargeWanted, this, [this, cell] {
         select(cell);
         toggleEnlarged();

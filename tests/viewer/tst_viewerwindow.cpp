@@ -1,3 +1,5 @@
+#include "cellview.h"
+#include "core_videobase/abstractvideowidget.h"
 #include "mainwindow.h"
 #include "playbackbar.h"
 #include "seekslider.h"
@@ -125,10 +127,10 @@ private:
         data.setUrls({url});
         const QPoint at = target->rect().center();
         QDragEnterEvent enter(at, Qt::LinkAction | Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(target, &enter);
+        QApplication::sendEvent(target->display(), &enter);
         QVERIFY(enter.isAccepted());
         QDropEvent event(at, Qt::LinkAction, &data, Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(target, &event);
+        QApplication::sendEvent(target->display(), &event);
     }
 
     static constexpr int glTolerance = 72; // the renderer leaves limited-range pictures a little pale
@@ -246,13 +248,13 @@ private Q_SLOTS:
     {
         show(options({Clips::h264Mp4(), Clips::h264Mp4()}, 4));
         const QSize small = cell(1)->size();
-        QTest::mouseDClick(cell(1), Qt::LeftButton);
+        QTest::mouseDClick(cell(1)->display(), Qt::LeftButton);
         QVERIFY(window->grid()->isEnlarged());
         QCOMPARE(cell(1)->size(), window->grid()->size());
         QVERIFY(!cell(0)->isVisible());
         QTRY_COMPARE_WITH_TIMEOUT(cell(1)->state(), CellState::Playing, 10000);
         QTRY_VERIFY(hasClipColors(cell(1)));
-        QTest::mouseDClick(cell(1), Qt::LeftButton);
+        QTest::mouseDClick(cell(1)->display(), Qt::LeftButton);
         QVERIFY(!window->grid()->isEnlarged());
         QCOMPARE(cell(1)->size(), small);
         QVERIFY(cell(0)->isVisible());
@@ -278,15 +280,15 @@ private Q_SLOTS:
         QTest::keyClick(window.get(), Qt::Key_Space);
         QCOMPARE(cell(0)->state(), CellState::Paused);
         QTest::qWait(300);
-        const qint64 position = cell(0)->getPosition();
+        const qint64 position = cell(0)->view()->position();
         const int number = TestPicture::number(picture(cell(0)));
         QVERIFY(number >= 0);
         QTest::qWait(500);
-        QCOMPARE(cell(0)->getPosition(), position);
+        QCOMPARE(cell(0)->view()->position(), position);
         QCOMPARE(TestPicture::number(picture(cell(0))), number);
         QTest::mouseClick(window->findChild<QToolButton*>("pause"), Qt::LeftButton);
         QCOMPARE(cell(0)->state(), CellState::Playing);
-        QTRY_VERIFY(cell(0)->getPosition() > position);
+        QTRY_VERIFY(cell(0)->view()->position() > position);
     }
 
     void clip_jumps_whenThePositionBarIsClicked()
@@ -296,7 +298,7 @@ private Q_SLOTS:
         QTRY_VERIFY(slider->isEnabled());
         QVERIFY(qAbs(slider->maximum() - 5000) < 200);
         QTest::mouseClick(slider, Qt::LeftButton, {}, QPoint(slider->width() * 3 / 5, slider->height() / 2));
-        QTRY_VERIFY2(cell(0)->getPosition() >= 2800, qPrintable(QString::number(cell(0)->getPosition())));
+        QTRY_VERIFY2(cell(0)->view()->position() >= 2800, qPrintable(QString::number(cell(0)->view()->position())));
         QTRY_VERIFY(TestPicture::number(picture(cell(0))) >= 65);
         QTRY_VERIFY(slider->value() >= 2800);
     }
@@ -304,7 +306,7 @@ private Q_SLOTS:
     void clip_endsAndPlaysAgain_whenSpaceIsPressed()
     {
         showClip();
-        cell(0)->setPosition(4500);
+        cell(0)->view()->setPosition(4500);
         QTRY_COMPARE_WITH_TIMEOUT(cell(0)->state(), CellState::Ended, 10000);
         QVERIFY(cell(0)->description().endsWith("End of file"));
         QTest::keyClick(window.get(), Qt::Key_Space);
@@ -316,9 +318,9 @@ private Q_SLOTS:
         showClip();
         QElapsedTimer timer;
         timer.start();
-        cell(0)->setSpeed(4.0);
-        const qint64 begin = cell(0)->getPosition();
-        QTRY_VERIFY(cell(0)->getPosition() - begin > 2000);
+        cell(0)->view()->setSpeed(4.0);
+        const qint64 begin = cell(0)->view()->position();
+        QTRY_VERIFY(cell(0)->view()->position() - begin > 2000);
         QVERIFY2(timer.elapsed() < 1700, qPrintable(QString::number(timer.elapsed())));
     }
 
@@ -326,12 +328,12 @@ private Q_SLOTS:
     {
         showClip();
         QTest::keyClick(window.get(), Qt::Key_Z);
-        QVERIFY(cell(0)->isDigitalZoom());
+        QVERIFY(cell(0)->display()->isDigitalZoom());
         const QPointF centre = cell(0)->rect().center();
         for (int i = 0; i < 40; ++i) {
             QWheelEvent turn(centre, cell(0)->mapToGlobal(centre.toPoint()), {}, {0, 1200}, Qt::NoButton,
                              Qt::NoModifier, Qt::NoScrollPhase, false);
-            QApplication::sendEvent(cell(0), &turn);
+            QApplication::sendEvent(cell(0)->display(), &turn);
         }
         // A quarter of the frame is seen: the band, a sixth of the height, takes two thirds of the picture.
         const auto isBandHigh = [this] {
@@ -345,7 +347,7 @@ private Q_SLOTS:
         };
         QTRY_VERIFY(isBandHigh());
         QTest::keyClick(window.get(), Qt::Key_Z);
-        QVERIFY(!cell(0)->isDigitalZoom());
+        QVERIFY(!cell(0)->display()->isDigitalZoom());
         QTRY_VERIFY(hasClipColors(cell(0)));
     }
 
@@ -414,7 +416,7 @@ private Q_SLOTS:
         wanted.readTimeout = 1000;
         show(wanted);
         QTRY_COMPARE_WITH_TIMEOUT(cell(0)->state(), CellState::Playing, 15000);
-        QVERIFY(!cell(0)->isSeekable());
+        QVERIFY(!cell(0)->view()->isSeekable());
         QVERIFY(!window->findChild<QToolButton*>("pause")->isEnabled());
         server.kill();
         QTRY_COMPARE_WITH_TIMEOUT(cell(0)->state(), CellState::Lost, 10000);

@@ -1,0 +1,49 @@
+#include "celllook.h"
+
+#include "core_videobase/abstractvideowidget.h"
+
+#include <QCoreApplication>
+
+namespace {
+
+const QColor borderColor("#2A3038");
+const QColor selectedColor("#22A3A9");
+
+QString text(const char* english) { return QCoreApplication::translate("CellLook", english); }
+
+BannerPara buttons()
+{
+    BannerPara para;
+    para.margins = {8, 0, 6, 0};
+    para.spacing = 6;
+    para.names = QStringList{"btnMuted", "btnTalk", "btnSnap", "btnRecord"};
+    para.icons = QStringList{":/primary/close_volume.svg", ":/primary/mic.svg", ":/viewer/snapshot.svg",
+                             ":/viewer/record.svg"};
+    para.tips = QStringList{text("Sound"), text("Talk"), text("Snapshot"), text("Record H.264 or H.265")};
+    return para;
+}
+
+} // namespace
+
+void CellLook::apply(AbstractVideoWidget* display)
+{
+    WidgetPara para = display->getWidgetPara();
+    para.borderWidth = borderWidth;
+    para.borderColor = borderColor;
+    para.focusColor = selectedColor;
+    para.bgText.clear(); // the state is an on-screen item, so that it is also seen over a last picture
+    para.scaleMode = ScaleMode_Aspect;
+    para.muted = true; // a wall of pictures is silent until somebody asks for sound
+    para.showBanner = true;
+    para.bannerSize = 28;
+    para.bannerPosition = 1;
+    para.bannerPara = buttons();
+    display->setWidgetPara(para);
+    display->setBannerBgColor("#1B2026");
+    display->setBannerBgAlpha(255); // the text of the state lies below the bar
+}
+
+void CellLook::setSelected(AbstractVideoWidget* display, bool selected)
+{
+    display->setBorderColor(selected ? selectedColor : borderColor);
+}
