@@ -9,6 +9,11 @@ constexpr int invalidArgument = -1;
 constexpr int pcmTooSmall = -2;
 } // namespace
 
+DecodeToPcmBase::DecodeToPcmBase(const SampleTable* samples)
+    : table(samples)
+{
+}
+
 int DecodeToPcmBase::init(const Easy_AACEncoder_Record&)
 {
     chunkBytes = bytesPerChunk;
@@ -23,7 +28,11 @@ int DecodeToPcmBase::decode(short* pcm, unsigned int* pcmBytes, const unsigned c
     const quint64 needed = quint64(inputBytes) * sizeof(short);
     if (*pcmBytes < needed || needed > quint64(std::numeric_limits<int>::max()))
         return pcmTooSmall;
-    std::transform(input, input + inputBytes, pcm, [this](unsigned char code) { return decodeOne(code); });
+    const unsigned char* end = input + inputBytes;
+    if (const SampleTable* samples = table)
+        std::transform(input, end, pcm, [samples](unsigned char code) { return (*samples)[code]; });
+    else
+        std::transform(input, end, pcm, [this](unsigned char code) { return decodeOne(code); });
     *pcmBytes = unsigned(needed);
     return int(needed);
 }

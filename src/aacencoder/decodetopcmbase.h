@@ -2,6 +2,8 @@
 
 #include "aacencoder/idecodetopcm.h"
 
+#include <array>
+
 /// A decoder for codecs with one byte a sample; a subclass expands the single byte.
 class VANTOR_EXPORT DecodeToPcmBase : public IDecodeToPcm
 {
@@ -17,6 +19,17 @@ public:
     /// The sample that @p code stands for.
     virtual short decodeOne(unsigned char code) = 0;
 
+protected:
+    /// The sample of every code.
+    using SampleTable = std::array<short, 256>;
+
+    DecodeToPcmBase() = default;
+
+    /// decode() looks the samples up in @p samples, which outlives the object, instead of calling decodeOne() for each:
+    /// the calls would be most of what the road to AAC costs above FAAC.
+    explicit DecodeToPcmBase(const SampleTable* samples);
+
 private:
+    const SampleTable* const table = nullptr;
     int chunkBytes = 0;
 };

@@ -27,4 +27,9 @@ constexpr std::array<short, 256> makeTable()
 constexpr std::array<short, 256> samples = makeTable();
 } // namespace
 
+G711AToPcm::G711AToPcm()
+    : DecodeToPcmBase(&samples)
+{
+}
+
 short G711AToPcm::decodeOne(unsigned char code) { return samples[code]; }

@@ -26,4 +26,9 @@ constexpr std::array<short, 256> makeTable()
 constexpr std::array<short, 256> samples = makeTable();
 } // namespace
 
+G711UToPcm::G711UToPcm()
+    : DecodeToPcmBase(&samples)
+{
+}
+
 short G711UToPcm::decodeOne(unsigned char code) { return samples[code]; }

@@ -69,6 +69,13 @@ QVector<qint16> decodeAll(IDecodeToPcm& decoder, const QByteArray& codes)
     const int result = decoder.decode(samples.data(), &bytes, input, unsigned(codes.size()));
     return result == samples.size() * int(sizeof(qint16)) ? samples : QVector<qint16>();
 }
+
+/// A decoder of somebody's own: the bytes are the samples.
+class PlainDecoder : public DecodeToPcmBase
+{
+public:
+    short decodeOne(unsigned char code) override { return code; }
+};
 } // namespace
 
 class TestG711ToPcm : public QObject
@@ -110,6 +117,25 @@ private Q_SLOTS:
     {
         QCOMPARE(decodeAll(aLaw, allCodes()), aLawTable());
         QCOMPARE(decodeAll(muLaw, allCodes()), muLawTable());
+    }
+
+    void decode_equalsDecodeOne_whenGivenEveryCode()
+    {
+        const QVector<qint16> a = decodeAll(aLaw, allCodes());
+        const QVector<qint16> mu = decodeAll(muLaw, allCodes());
+        QCOMPARE(a.size(), codeCount);
+        QCOMPARE(mu.size(), codeCount);
+        for (int code = 0; code < codeCount; ++code) {
+            QCOMPARE(a[code], aLaw.decodeOne(uchar(code)));
+            QCOMPARE(mu[code], muLaw.decodeOne(uchar(code)));
+        }
+    }
+
+    void decode_callsDecodeOneForEveryByte_whenSubclassHasNoTable()
+    {
+        PlainDecoder plain;
+        plain.init({});
+        QCOMPARE(decodeAll(plain, QByteArray("\x01\xFF\x00", 3)), (QVector<qint16>{1, 255, 0}));
     }
 
     void decode_equalsFFmpeg_whenGivenEveryCode()
