@@ -1,181 +1,145 @@
-// What the library's road from telephone sound to AAC costs above the codec itself.
-//
-// In one run, alternating so that both see the same machine: the C interface fed with packets of 20 ms, FAAC called
-// directly with the frames of the same samples, and the faac command on them. Prints the median CPU time of each and
-// the ratios; the library's own part is the first ratio less 1. Exit status 1 when that part is above 5 %.
+// What the library's road from telephone sound to AAC costs above the codec itself, and beside the faac command.
+// README.md in benchmarks/ says what is compared with what.
 //
 //     bench_aacencoder [minutes of sound] [rounds]
+//
+// Exit status 1 when the own part of G.711 is above 5 %, 2 when outputs that should be the same are not.
 
-#include "aacencoder/easyaacencoder.h"
 #include "aacencoder/g711atopcm.h"
+#include "aacencoder/g711utopcm.h"
 #include "aacencoder/g726topcm.h"
+#include "pairedround.h"
+#include "support/cputime.h"
+#include "support/spread.h"
 
-#include <QByteArray>
 #include <QFile>
-#include <QProcess>
 #include <QTemporaryDir>
-#include <QVector>
 
-#include <faac.h>
-
-#include <algorithm>
-#include <cmath>
 #include <cstdio>
-#include <ctime>
-#include <functional>
-
-#include <sys/resource.h>
+#include <cstdlib>
 
 namespace {
-constexpr int sampleRate = 8000;
-constexpr int packetBytes = 160;
 constexpr double mostOwnPart = 0.05;
 
-double cpuSeconds(int who)
-{
-    rusage usage{};
-    getrusage(who, &usage);
-    const auto seconds = [](const timeval& time) { return double(time.tv_sec) + double(time.tv_usec) / 1e6; };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
+/// A program as a whole is disturbed more than the slices of a round are.
+constexpr int commandRoundsPerRound = 3;
 
-double cpuOf(int who, const std::function<void()>& work)
-{
-    const double before = cpuSeconds(who);
-    work();
-    return cpuSeconds(who) - before;
-}
+enum Result {
+    Good,
+    TooSlow,
+    Failed
+};
 
-/// Bytes that vary like a voice: codes near silence with louder stretches.
-QByteArray makeInput(int bytes)
+/// Adds the library's CPU time above the codec's to @p ownPart, as a fraction of the codec's; false when the outputs
+/// differ. With @p decoder the codec's side decodes too.
+bool measureOwnPart(Sound& sound, IDecodeToPcm* decoder, int rounds, Spread& ownPart)
 {
-    QByteArray input(bytes, Qt::Uninitialized);
-    unsigned random = 1;
-    for (int n = 0; n < bytes; ++n) {
-        random = random * 1664525 + 1013904223;
-        const double wave = std::sin(n * 0.3) * std::sin(n * 0.0008) * 100 + int(random >> 28);
-        input[n] = char((wave < 0 ? 0 : 0x80) | (int(std::abs(wave)) & 0x7F)) ^ '\x55';
+    for (int round = -1; round < rounds; ++round) {
+        PairedRound pair(sound, decoder);
+        pair.run();
+        if (!pair.isSame())
+            return false;
+        if (round >= 0) // the one before only touches the memory
+            ownPart.add(pair.ownPart());
     }
-    return input;
+    return true;
 }
 
-Easy_AACEncoder_Record recordFor(unsigned codec)
+void printPercent(const char* what, const Spread& part)
 {
-    Easy_AACEncoder_Record record{};
-    record.audioCodec = std::uint8_t(codec);
-    record.channels = 1;
-    record.sampleRate = sampleRate;
-    record.pcmBitSize = 16;
-    record.g726Rate = EASY_AACENCODER_G726_32K;
-    return record;
+    std::printf("%-60s %6.2f %%  (%.2f to %.2f)\n", what, part.median() * 100, part.lowest() * 100,
+                part.highest() * 100);
 }
 
-QVector<qint16> decode(IDecodeToPcm& decoder, unsigned codec, const QByteArray& input)
+bool writeFile(const QString& name, const void* data, qint64 bytes)
 {
-    decoder.init(recordFor(codec));
-    QVector<qint16> samples(input.size() * 2 + 1);
-    auto bytes = unsigned(samples.size()) * 2;
-    const auto* data = reinterpret_cast<const unsigned char*>(input.constData());
-    samples.resize(decoder.decode(samples.data(), &bytes, data, unsigned(input.size())) / 2);
-    return samples;
+    QFile file(name);
+    return file.open(QIODevice::WriteOnly) && file.write(static_cast<const char*>(data), bytes) == bytes;
 }
 
-void encodeWithLibrary(unsigned codec, const QByteArray& input)
+QByteArray readFile(const QString& name)
 {
-    Easy_AACEncoder_Handle encoder = Easy_AACEncoder_Init(recordFor(codec));
-    unsigned char output[16384];
-    const auto* data = reinterpret_cast<const unsigned char*>(input.constData());
-    for (int at = 0; at + packetBytes <= input.size(); at += packetBytes) {
-        unsigned length = 0;
-        Easy_AACEncoder_Encode(encoder, data + at, packetBytes, output, &length);
+    QFile file(name);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void encodeFile(const Easy_AACEncoder_Record& record, const QString& codesFile, const QString& aacFile)
+{
+    const QByteArray codes = readFile(codesFile);
+    QByteArray aac;
+    LibraryEncoder(record).encode(codes, 0, codes.size(), aac);
+    writeFile(aacFile, aac.constData(), aac.size());
+}
+
+/// File to file on both sides. The command is given the settings that the library has.
+bool measureBesideCommand(const Sound& sound, int rounds, Spread& ratio, Spread& library, Spread& command)
+{
+    const QTemporaryDir folder;
+    const QString codesFile = folder.filePath("in.g711");
+    const QString pcmFile = folder.filePath("in.raw");
+    const QString ours = folder.filePath("ours.aac");
+    const QString theirs = folder.filePath("theirs.aac");
+    const QStringList arguments{"-v0", "-P", "-X", "-R", QString::number(Sound::sampleRate), "-C", "1", "--mpeg-vers",
+                                "2", "--no-tns", "-c", QString::number(Sound::sampleRate * 42 / 100), "--overwrite",
+                                "-o", theirs, pcmFile};
+    if (!writeFile(codesFile, sound.codes.constData(), sound.codes.size())
+        || !writeFile(pcmFile, sound.samples.constData(), sound.samples.size() * qint64(sizeof(qint16))))
+        return false;
+
+    for (int round = -1; round < rounds * commandRoundsPerRound; ++round) {
+        double libraryTime = 0;
+        const auto runLibrary = [&] { libraryTime = CpuTime::of([&] { encodeFile(sound.record, codesFile, ours); }); };
+        if (round % 2 == 0)
+            runLibrary();
+        const double commandTime = CpuTime::ofProgram("faac", arguments);
+        if (round % 2 != 0)
+            runLibrary();
+        const QByteArray aac = readFile(ours);
+        if (commandTime < 0 || aac.isEmpty() || !readFile(theirs).startsWith(aac))
+            return false;
+        if (round < 0)
+            continue;
+        ratio.add(libraryTime / commandTime);
+        library.add(libraryTime);
+        command.add(commandTime);
     }
-    Easy_AACEncoder_Release(encoder);
-}
-
-void encodeWithFaac(QVector<qint16>& samples)
-{
-    unsigned long frameSamples = 0;
-    unsigned long outputBytes = 0;
-    faacEncHandle faac = faacEncOpen(sampleRate, 1, &frameSamples, &outputBytes);
-    faacEncConfiguration* configuration = faacEncGetCurrentConfiguration(faac);
-    configuration->mpegVersion = MPEG2;
-    configuration->aacObjectType = LOW;
-    configuration->useTns = 0;
-    configuration->outputFormat = ADTS_STREAM;
-    configuration->inputFormat = FAAC_INPUT_16BIT;
-    faacEncSetConfiguration(faac, configuration);
-    QByteArray output(int(outputBytes), Qt::Uninitialized);
-    for (int at = 0; at + int(frameSamples) <= samples.size(); at += int(frameSamples))
-        faacEncEncode(faac, reinterpret_cast<int32_t*>(samples.data() + at), unsigned(frameSamples),
-                      reinterpret_cast<unsigned char*>(output.data()), unsigned(output.size()));
-    faacEncClose(faac);
-}
-
-bool encodeWithCommand(const QString& pcmFile, const QString& aacFile)
-{
-    QProcess faac;
-    faac.setStandardErrorFile(QProcess::nullDevice());
-    faac.start("faac",
-               {"-v0", "-P", "-R", QString::number(sampleRate), "-C", "1", "--overwrite", "-o", aacFile, pcmFile});
-    return faac.waitForFinished(-1) && faac.exitStatus() == QProcess::NormalExit && faac.exitCode() == 0;
-}
-
-double median(QVector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
-/// The library's part above FAAC, as a fraction.
-double compare(const char* name, unsigned codec, const QByteArray& input, QVector<qint16> samples, int rounds)
-{
-    QTemporaryDir directory;
-    const QString pcmFile = directory.filePath("in.raw");
-    QFile file(pcmFile);
-    if (!file.open(QIODevice::WriteOnly))
-        return 1;
-    file.write(reinterpret_cast<const char*>(samples.constData()), samples.size() * qint64(sizeof(qint16)));
-    file.close();
-
-    QVector<double> library;
-    QVector<double> faac;
-    QVector<double> command;
-    for (int round = 0; round < rounds; ++round) {
-        library.append(cpuOf(RUSAGE_SELF, [&] { encodeWithLibrary(codec, input); }));
-        faac.append(cpuOf(RUSAGE_SELF, [&] { encodeWithFaac(samples); }));
-        bool ok = false;
-        command.append(cpuOf(RUSAGE_CHILDREN, [&] { ok = encodeWithCommand(pcmFile, directory.filePath("o.aac")); }));
-        if (!ok)
-            return 1;
-    }
-    QVector<double> toFaac;
-    for (int round = 0; round < rounds; ++round)
-        toFaac.append(library[round] / faac[round]);
-    const double ratio = median(toFaac);
-    std::printf("%-16s %.0f s of sound: library %.3f s, FAAC %.3f s, faac command %.3f s of CPU; library / FAAC %.3f, "
-                "library / command %.3f\n",
-                name, double(samples.size()) / sampleRate, median(library), median(faac), median(command), ratio,
-                median(library) / median(command));
-    return ratio - 1;
+    return true;
 }
 } // namespace
 
 int main(int argc, char** argv)
 {
-    const int minutes = argc > 1 ? std::atoi(argv[1]) : 20;
-    const int rounds = argc > 2 ? std::atoi(argv[2]) : 5;
-    const int samples = minutes * 60 * sampleRate;
+    const int minutes = argc > 1 ? std::atoi(argv[1]) : 10;
+    const int rounds = argc > 2 ? std::atoi(argv[2]) : 9;
+    if (minutes < 1 || rounds < 1)
+        return Failed;
+    G711AToPcm aLawDecoder;
+    G711UToPcm muLawDecoder;
+    G726ToPcm adpcmDecoder;
+    Sound aLaw(EASY_AACENCODER_G711A, aLawDecoder, minutes * 60);
+    Sound muLaw(EASY_AACENCODER_G711U, muLawDecoder, minutes * 60);
+    Sound adpcm(EASY_AACENCODER_G726, adpcmDecoder, minutes * 60);
 
-    const QByteArray g711 = makeInput(samples);
-    G711AToPcm aLaw;
-    const double g711Part
-        = compare("G.711 A-law", EASY_AACENCODER_G711A, g711, decode(aLaw, EASY_AACENCODER_G711A, g711), rounds);
+    Spread aLawPart;
+    Spread muLawPart;
+    Spread adpcmPart;
+    Spread adpcmPartOfBoth;
+    if (!measureOwnPart(aLaw, nullptr, rounds, aLawPart) || !measureOwnPart(muLaw, nullptr, rounds, muLawPart)
+        || !measureOwnPart(adpcm, nullptr, rounds, adpcmPart)
+        || !measureOwnPart(adpcm, &adpcmDecoder, rounds, adpcmPartOfBoth))
+        return Failed;
+    std::printf("%d minutes of sound, median of %d paired rounds (lowest to highest)\n", minutes, rounds);
+    printPercent("own part above FAAC, G.711 A-law", aLawPart);
+    printPercent("own part above FAAC, G.711 u-law", muLawPart);
+    printPercent("own part above FAAC and the G.726 decoder, 32 kbit/s", adpcmPartOfBoth);
+    printPercent("  with its decoding, above FAAC alone", adpcmPart);
 
-    const QByteArray g726 = makeInput(samples / 2);
-    G726ToPcm adpcm;
-    const double g726Part
-        = compare("G.726 32 kbit/s", EASY_AACENCODER_G726, g726, decode(adpcm, EASY_AACENCODER_G726, g726), rounds);
-
-    std::printf("own part: G.711 %.1f %%, G.726 %.1f %% (with its decoding)\n", g711Part * 100, g726Part * 100);
-    return g711Part <= mostOwnPart ? 0 : 1;
+    Spread ratio;
+    Spread library;
+    Spread command;
+    if (!measureBesideCommand(aLaw, rounds, ratio, library, command))
+        return Failed;
+    std::printf("G.711 A-law file to AAC file: library %.3f s, faac command %.3f s of CPU, ratio %.3f (%.3f to %.3f)\n",
+                library.median(), command.median(), ratio.median(), ratio.lowest(), ratio.highest());
+    return aLawPart.median() <= mostOwnPart && muLawPart.median() <= mostOwnPart ? Good : TooSlow;
 }
