@@ -24,7 +24,7 @@ std::atomic<bool> AbstractVideoThread::sharedData{false};
 
 AbstractVideoThread::AbstractVideoThread(QObject* parent)
     : QThread(parent)
-    , lastTime(QDateTime::currentDateTime())
+    , lastTime(QDateTime::currentDateTimeUtc())
     , owner(parent)
     , savePath(RECORD_TYPE_MAX, QString(""))
     , recordTimers(RECORD_TYPE_MAX)
@@ -299,16 +299,20 @@ void AbstractVideoThread::stopAndWait()
 
 void AbstractVideoThread::debug(const QString& head, const QString& msg) { debug(head, msg, getVideoUrl()); }
 
+// In UTC and from the count of microseconds: local time looks its zone file up on the disk with every call, and these
+// two are called several times a packet.
 void AbstractVideoThread::updateTime()
 {
+    const QDateTime now = QDateTime::fromMSecsSinceEpoch(clock.load()->microseconds() / 1000, Qt::UTC);
     const QMutexLocker lock(&mutex);
-    lastTime = clock.load()->now();
+    lastTime = now;
 }
 
 qint64 AbstractVideoThread::millisecondsSinceUpdate() const
 {
+    const qint64 now = clock.load()->microseconds() / 1000;
     const QMutexLocker lock(&mutex);
-    return lastTime.msecsTo(clock.load()->now());
+    return now - lastTime.toMSecsSinceEpoch();
 }
 
 void AbstractVideoThread::checkVideoSize(int width, int height)

@@ -267,7 +267,7 @@ protected:
 
     QString flag;                    // guarded by mutex
     int errorCount = 0;              // video thread
-    QDateTime lastTime;              // guarded by mutex
+    QDateTime lastTime;              // UTC, guarded by mutex
     QElapsedTimer timer;             // GUI thread
     QObject* const owner;            // the constructor's argument
     std::atomic<VideoMode> videoMode{VideoMode_Hwnd};
