@@ -1,5 +1,7 @@
 #include "core_video/pvprotovideothread.h"
 
+#include "core_ffmpeg/ffmpeghelper.h"
+
 #include <QLoggingCategory>
 
 #include <cstring>
@@ -54,6 +56,13 @@ QByteArray nameIn(const _tag_vdec_param_s& param)
 {
     return QByteArray(param.hardware, static_cast<int>(qstrnlen(param.hardware, sizeof param.hardware)));
 }
+
+/// An empty name is software as well, for mediaproc and so for whoever reads its planes.
+bool isSoftware(const _tag_vdec_param_s& param)
+{
+    const QByteArray name = nameIn(param);
+    return name.isEmpty() || name == "none";
+}
 } // namespace
 
 PvProtoVideoThread::PvProtoVideoThread(QObject* parent)
@@ -84,6 +93,7 @@ void PvProtoVideoThread::next()
 void PvProtoVideoThread::run()
 {
     stopsSeen = stopCount;
+    FFmpegHelper::initLib(); // the recorders' FFmpeg speaks through the library's log alone
     openTimeout = 0;
     errorCount = 0;
 
@@ -331,8 +341,8 @@ void PvProtoVideoThread::deliverPlanes(VideoMode mode, bool codecChanged)
     const _tag_yuv_frame_s& picture = yuvFrame;
     const auto lumaSize = static_cast<quint32>(picture.y_stride);
     const auto chromaSize = static_cast<quint32>(picture.uv_stride);
-    const bool isSoftware = nameIn(videoParam) == "none";
-    if (isSoftware && mode != VideoMode_Opengl) {
+    const bool inSoftware = isSoftware(videoParam);
+    if (inSoftware && mode != VideoMode_Opengl) {
         takeBackPlanes();
         return;
     }
@@ -341,7 +351,7 @@ void PvProtoVideoThread::deliverPlanes(VideoMode mode, bool codecChanged)
         Q_EMIT receiveFrame(picture.width, picture.height, picture.plane[0], codecChanged);
     else if (mode == VideoMode_D3d11)
         Q_EMIT receiveFrame(picture.width, picture.height, picture.plane[0], picture.y_stride, codecChanged);
-    else if (isSoftware)
+    else if (inSoftware)
         Q_EMIT receiveFrame(picture.width, picture.height, picture.plane[0], picture.plane[1], picture.plane[2],
                             lumaSize, chromaSize, chromaSize);
     else

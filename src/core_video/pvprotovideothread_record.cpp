@@ -23,13 +23,18 @@ XAudioEncPara noSound()
 
 void PvProtoVideoThread::saveMP4(XFrameHeader* frame)
 {
+    // Both are asked before a file is opened again, which replaces the record that they compare with.
+    bool codecChanged[RECORD_TYPE_MAX] = {};
+    for (const RecordType type : recordTypes)
+        codecChanged[type] = recording[type] && savers[type]->getIsRunning() && isCodecChanged(saveAudio[type]);
+
     for (const RecordType type : recordTypes) {
         if (!savers[type]->getIsRunning()) // ended by itself: its disk is full, say
             stopFile(type);
         if (!recording[type])
             continue;
         if (savers[type]->getIsRunning())
-            followRules(type);
+            followRules(type, codecChanged[type]);
         if (!savers[type]->getIsRunning())
             startFile(type);
     }
@@ -38,18 +43,28 @@ void PvProtoVideoThread::saveMP4(XFrameHeader* frame)
     for (const RecordType type : recordTypes) {
         if (!savers[type]->getIsRunning() || (isAudio && !saveAudio[type]))
             continue;
-        savers[type]->writeData(frame);
+        if (isPlayable(type, *frame))
+            savers[type]->writeData(frame);
         if (!recording[type])
             closeMP4(type);
     }
 }
 
+/// Pictures before the first key frame of a file are left out: no player could show them, and without the parameter sets
+/// of a key frame at its beginning most would refuse the whole file.
+bool PvProtoVideoThread::isPlayable(RecordType type, const XFrameHeader& frame)
+{
+    if (frame.frameType == XFrameHeader::VideoKeyFrame)
+        hasKeyFrame[type] = true;
+    return hasKeyFrame[type] || frame.frameType > XFrameHeader::LastVideoFrame;
+}
+
 /// Ends a file whose time is over, so that the next one begins with the same frame.
-void PvProtoVideoThread::followRules(RecordType type)
+void PvProtoVideoThread::followRules(RecordType type, bool codecChanged)
 {
     const int seconds = saveInterval[type];
     const qint64 limit = seconds > 0 ? seconds * qint64(1000) : -1;
-    if (isCodecChanged(saveAudio[type]) || recordTimers[type].hasExpired(*clock.load(), limit) || isDateChanged())
+    if (codecChanged || recordTimers[type].hasExpired(*clock.load(), limit) || isDateChanged())
         closeMP4(type);
 }
 
@@ -71,6 +86,7 @@ void PvProtoVideoThread::startFile(RecordType type)
     saver->open(name);
     recordTimers[type].start(*clock.load());
     isFileOpen[type] = saver->getIsRunning();
+    hasKeyFrame[type] = false;
     Q_EMIT recorderStateChanged(isFileOpen[type] ? RecorderRecording : RecorderFailed, name);
 }
 
