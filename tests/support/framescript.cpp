@@ -122,14 +122,14 @@ XRetError FrameScript::read(XFrameHeader* frame, int timeout)
             runAction(lock);
             continue;
         }
-        if (ended)
-            return endAtOnce(lock);
         if (step && step->kind == Step::Result)
             return takeResult(lock, timeout);
         if (step && mayHandOut()) {
             const qint64 wait = untilDue(step->frame);
             if (wait <= 0)
                 return handOut(frame);
+            if (ended)
+                return endAtOnce(lock);
             const qint64 longest = qint64(timeout) * 1000;
             lock.unlock();
             time().sleep(std::min(wait, longest));
@@ -138,6 +138,8 @@ XRetError FrameScript::read(XFrameHeader* frame, int timeout)
                 return XRet::Timeout;
             continue;
         }
+        if (ended)
+            return endAtOnce(lock);
         const auto limit = idle == Idle::Hold ? Steady::now() + longestHold : deadline;
         if (changed.wait_until(lock, limit) == std::cv_status::timeout)
             return XRet::Timeout;
