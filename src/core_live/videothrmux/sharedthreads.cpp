@@ -23,7 +23,11 @@ Pending& pending()
     return *all;
 }
 
-bool livesHere(const AbstractVideoThread* thread) { return thread->thread() == QThread::currentThread(); }
+/// Also where the thread that it lived in has ended, and nobody else can.
+bool mayBeDeletedHere(const AbstractVideoThread* thread)
+{
+    return !thread->thread() || thread->thread() == QThread::currentThread();
+}
 
 void endAndDelete(AbstractVideoThread* thread)
 {
@@ -33,7 +37,7 @@ void endAndDelete(AbstractVideoThread* thread)
 
 void dispose(AbstractVideoThread* thread)
 {
-    if (livesHere(thread)) {
+    if (mayBeDeletedHere(thread)) {
         endAndDelete(thread);
         return;
     }
@@ -46,7 +50,8 @@ std::vector<AbstractVideoThread*> takePendingHere()
 {
     const QMutexLocker lock(&pending().mutex);
     std::vector<AbstractVideoThread*>& all = pending().threads;
-    const auto firstHere = std::stable_partition(all.begin(), all.end(), [](const auto* thread) { return !livesHere(thread); });
+    const auto isElsewhere = [](const AbstractVideoThread* thread) { return !mayBeDeletedHere(thread); };
+    const auto firstHere = std::stable_partition(all.begin(), all.end(), isElsewhere);
     std::vector<AbstractVideoThread*> here(firstHere, all.end());
     all.erase(firstHere, all.end());
     return here;
