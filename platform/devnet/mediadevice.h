@@ -3,11 +3,11 @@
 #include "devnet/mediadeviceconfig.h"
 #include "devnet/xnetdevice.h"
 
-#include <atomic>
 #include <memory>
 #include <vector>
 
 class MediaStream;
+class StreamLimit;
 
 /// A device made of ordinary media: each stream is an address (RTSP or another), a media file that is played in real
 /// time again and again, or the built-in test picture, as its MediaDeviceConfig says.
@@ -72,10 +72,11 @@ public:
     XRetError setCodecInfo(int channel, int stream, XVideoEncPara& video, XAudioEncPara& audio) override;
 
 private:
+    std::unique_ptr<MediaStream> makeStream(int channel, int index) const;
     MediaStream* stream(int channel, int index) const;
 
     const MediaDeviceConfig settings;
-    int streamsPerChannel = 0;
-    std::atomic<int> openStreams{0};
+    const int streamsPerChannel;
+    const std::unique_ptr<StreamLimit> limit;
     std::vector<std::unique_ptr<MediaStream>> streams;
 };

@@ -48,22 +48,29 @@ int channelsOf(const T* sound)
 #endif
 }
 
-/// An uninitialised converter from the default layout of @p channels to interleaved 16-bit stereo at the same rate.
-inline SwrContext* allocStereoConverter(int channels, AVSampleFormat format, int inputRate, int outputRate)
+/// An uninitialised converter from the default layout of @p channels to interleaved 16-bit sound in the default layout
+/// of @p outputChannels.
+inline SwrContext* allocConverter(int channels, AVSampleFormat format, int inputRate, int outputChannels, int outputRate)
 {
 #if VANTOR_FFMPEG_CHANNEL_LAYOUT_STRUCT
     AVChannelLayout input;
     av_channel_layout_default(&input, channels);
-    AVChannelLayout stereo;
-    av_channel_layout_default(&stereo, 2);
+    AVChannelLayout output;
+    av_channel_layout_default(&output, outputChannels);
     SwrContext* converter = nullptr;
-    swr_alloc_set_opts2(&converter, &stereo, AV_SAMPLE_FMT_S16, outputRate, &input, format, inputRate, 0, nullptr);
+    swr_alloc_set_opts2(&converter, &output, AV_SAMPLE_FMT_S16, outputRate, &input, format, inputRate, 0, nullptr);
     av_channel_layout_uninit(&input);
     return converter;
 #else
-    return swr_alloc_set_opts(nullptr, AV_CH_LAYOUT_STEREO, AV_SAMPLE_FMT_S16, outputRate,
+    return swr_alloc_set_opts(nullptr, av_get_default_channel_layout(outputChannels), AV_SAMPLE_FMT_S16, outputRate,
                               av_get_default_channel_layout(channels), format, inputRate, 0, nullptr);
 #endif
+}
+
+/// As allocConverter(), to stereo.
+inline SwrContext* allocStereoConverter(int channels, AVSampleFormat format, int inputRate, int outputRate)
+{
+    return allocConverter(channels, format, inputRate, 2, outputRate);
 }
 
 /// Gives a codec context or a frame the usual layout of that many channels.

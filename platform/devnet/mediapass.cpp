@@ -1,0 +1,126 @@
+#include "devnet/mediapass.h"
+
+#include <QLoggingCategory>
+
+#include <algorithm>
+
+namespace {
+Q_LOGGING_CATEGORY(lcSource, "vantor.devnet.source")
+
+constexpr int h264 = 1;
+constexpr int h265 = 2;
+
+XVideoEncPara encodingOf(const VideoPackager::Picture& picture, const AVStream* stream, bool isH265)
+{
+    XVideoEncPara video;
+    video.codec = isH265 ? h265 : h264;
+    video.width = picture.size.width();
+    video.height = picture.size.height();
+    const AVRational rate = stream->avg_frame_rate;
+    video.param1 = rate.num > 0 && rate.den > 0 ? qRound(av_q2d(rate)) : 0;
+    video.param2 = static_cast<std::int32_t>(std::min<int64_t>(stream->codecpar->bit_rate, INT32_MAX));
+    video.param3 = 1;
+    return video;
+}
+} // namespace
+
+MediaPass::MediaPass(MediaPlay& wholePlay) : play(wholePlay), input(wholePlay.stop) {}
+
+QString MediaPass::open(const MediaSourceAddress& address)
+{
+    const QString problem = input.open(address);
+    if (!problem.isEmpty())
+        return problem;
+    video = input.video();
+    audio = input.audio();
+    if (!video && !audio)
+        return QStringLiteral("it has neither video nor sound");
+    if (audio)
+        openAudio(address.display());
+    return video ? openVideo() : QString();
+}
+
+QString MediaPass::openVideo()
+{
+    videoClock.emplace(video);
+    videoPackager = VideoPackager::make(video->codecpar);
+    if (videoPackager)
+        return {};
+    return QStringLiteral("its video is %1, and devices send H.264 and H.265 alone")
+        .arg(QLatin1String(avcodec_get_name(video->codecpar->codec_id)));
+}
+
+void MediaPass::openAudio(const QString& name)
+{
+    audioClock.emplace(audio);
+    soundPackager = SoundPackager::make(audio->codecpar);
+    if (soundPackager)
+        play.maker.setAudio(soundPackager->format());
+    else if (play.position == 0)
+        qCWarning(lcSource).noquote() << QString("%1: its sound is %2, which can't be decoded")
+                                             .arg(name, QLatin1String(avcodec_get_name(audio->codecpar->codec_id)));
+}
+
+QString MediaPass::run()
+{
+    const AvPacketPtr packet = makePacket();
+    int error = input.read(packet.get());
+    while (error == 0 && !play.stop.isRequested()) {
+        deliver(packet.get());
+        error = input.read(packet.get());
+    }
+    finish();
+    return error == 0 || error == AVERROR_EOF ? QString() : MediaInput::errorText(error);
+}
+
+void MediaPass::deliver(AVPacket* packet)
+{
+    const bool isVideo = video && packet->stream_index == video->index;
+    const qint64 time = timeInPlay(isVideo ? *videoClock : *audioClock, packet);
+    play.timeline.waitFor(time, play.stop);
+    if (isVideo)
+        deliverVideo(packet, time);
+    else if (soundPackager)
+        soundPackager->package(packet, time,
+                               [this](const QByteArray& payload, qint64 begin) { putSound(payload, begin); });
+}
+
+void MediaPass::deliverVideo(AVPacket* packet, qint64 time)
+{
+    videoPackager->package(packet,
+                           [this, time](const VideoPackager::Picture& picture) { putPicture(picture, time); });
+}
+
+void MediaPass::putPicture(const VideoPackager::Picture& picture, qint64 time)
+{
+    if (picture.isKey) {
+        const XVideoEncPara encoding = encodingOf(picture, video, videoPackager->isH265());
+        if (encoding != play.maker.video())
+            play.maker.setVideo(encoding);
+    }
+    play.output(play.maker.makeVideo(picture.isKey, picture.payload, play.timeline.wallTime(time)));
+}
+
+void MediaPass::putSound(const QByteArray& payload, qint64 time)
+{
+    play.output(play.maker.makeAudio(payload, play.timeline.wallTime(time)));
+}
+
+void MediaPass::finish()
+{
+    if (soundPackager)
+        soundPackager->finish([this](const QByteArray& payload, qint64 time) { putSound(payload, time); });
+    if (!firstTime)
+        return;
+    const qint64 begin = play.position - *firstTime;
+    for (const std::optional<PacketClock>& clock : {videoClock, audioClock})
+        play.position = std::max(play.position, clock ? clock->end() + begin : 0);
+}
+
+qint64 MediaPass::timeInPlay(PacketClock& clock, const AVPacket* packet)
+{
+    const qint64 time = clock.timeOf(packet);
+    if (!firstTime)
+        firstTime = time;
+    return time - *firstTime + play.position;
+}
