@@ -37,8 +37,7 @@ bool AudioEncoder::encode(const uint8_t* data, uint32_t length, uint64_t timesta
     if (!encoded || !sound)
         return false;
     sound->pts = static_cast<int64_t>(timestamp);
-    if (avcodec_send_frame(context.get(), sound.get()) < 0
-        || avcodec_receive_packet(context.get(), encoded.get()) < 0)
+    if (avcodec_send_frame(context.get(), sound.get()) < 0 || avcodec_receive_packet(context.get(), encoded.get()) < 0)
         return false;
     audio = {encoded->data, static_cast<uint64_t>(encoded->size)};
     return true;

@@ -1,6 +1,7 @@
 #include "mediaproc/videodecoder.h"
 
 #include "mediaproc/hardware.h"
+#include "mediaproc/parameterunits.h"
 
 extern "C" {
 #include <libavutil/hwcontext.h>
@@ -87,8 +88,7 @@ std::unique_ptr<VideoDecoder> VideoDecoder::create(const _tag_vdec_param_s& para
 {
     if (!isPossibleSize(param.width, param.height))
         return nullptr;
-    std::unique_ptr<VideoDecoder> decoder(
-        new VideoDecoder(isSoftware(param) ? AV_PIX_FMT_YUV420P : AV_PIX_FMT_NV12));
+    std::unique_ptr<VideoDecoder> decoder(new VideoDecoder(isSoftware(param) ? AV_PIX_FMT_YUV420P : AV_PIX_FMT_NV12));
     return decoder->open(param) ? std::move(decoder) : nullptr;
 }
 
@@ -119,12 +119,20 @@ bool VideoDecoder::decode(const AVPacket* frame, _tag_yuv_frame_s& yuv, _tag_rgb
 {
     rgbPicture.reset();
     const AvFramePtr decoded = makeFrame();
-    if (!decoded || avcodec_send_packet(context.get(), frame) < 0)
+    if (!decoded)
         return false;
+    if (avcodec_send_packet(context.get(), frame) < 0)
+        return wasPreparation(frame);
     const int result = avcodec_receive_frame(context.get(), decoded.get());
     if (result == AVERROR(EAGAIN))
         return true;
     return result >= 0 && putOut(decoded.get(), yuv, rgb);
+}
+
+bool VideoDecoder::wasPreparation(const AVPacket* frame) const
+{
+    // FFmpeg's decoder of H.264 takes parameter sets that come by themselves, and then complains of a missing picture.
+    return context->codec_id == AV_CODEC_ID_H264 && areParameterUnits(frame->data, frame->size);
 }
 
 bool VideoDecoder::putOut(const AVFrame* decoded, _tag_yuv_frame_s& yuv, _tag_rgb_frame_s* rgb)

@@ -25,6 +25,7 @@ private:
     explicit VideoDecoder(AVPixelFormat outputFormat);
 
     bool open(const _tag_vdec_param_s& param);
+    bool wasPreparation(const AVPacket* frame) const;
     bool putOut(const AVFrame* decoded, _tag_yuv_frame_s& yuv, _tag_rgb_frame_s* rgb);
     AvFramePtr toOutput(const AVFrame* decoded);
 
@@ -33,7 +34,7 @@ private:
     PictureConverter outputConverter;
     PictureConverter rgbConverter{AV_PIX_FMT_RGB24};
 
-    AvFramePtr picture;         ///< put out last
+    AvFramePtr picture; ///< put out last
     AvFramePtr previousPicture; ///< put out before that one
     AvFramePtr rgbPicture;
 };

@@ -8,10 +8,7 @@ Q_LOGGING_CATEGORY(lcCodec, "vantor.codec")
 constexpr int failed = -1;
 
 /// Once in the process, whichever thread comes first; the others wait for it.
-void initLibrary()
-{
-    [[maybe_unused]] static const bool isDone = (mediaproc_init(), true);
-}
+void initLibrary() { [[maybe_unused]] static const bool isDone = (mediaproc_init(), true); }
 } // namespace
 
 MediaCodec::MediaCodec() { initLibrary(); }

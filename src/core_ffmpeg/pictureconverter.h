@@ -4,10 +4,12 @@
 
 /// Converts pictures of any size and format to one pixel format at their own size.
 ///
-/// Colours are taken as the picture says, by its matrix and its range of values; converted planes have the limited range.
+/// Colours are taken as the picture says, by its matrix and its range of values; converted planes have the limited
+/// range.
 ///
-/// Each result has a buffer of its own, taken from a pool and given back when its last reference goes, so that a picture
-/// that somebody still shows is never written over. Used by one thread at a time; results may be released anywhere.
+/// Each result has a buffer of its own, taken from a pool and given back when its last reference goes, so that a
+/// picture that somebody still shows is never written over. Used by one thread at a time; results may be released
+/// anywhere.
 class PictureConverter
 {
 public:
