@@ -124,7 +124,6 @@ private:
     void deliverPlanes(VideoMode mode, bool codecChanged);
     void takeBackPlanes();
 
-    bool isPlayable(RecordType type, const XFrameHeader& frame);
     void followRules(RecordType type, bool codecChanged);
     void startFile(RecordType type);
     void stopFile(RecordType type);
@@ -132,5 +131,4 @@ private:
     unsigned stopsSeen = 0;       // value of stopCount when run() began
     bool planesDelivered = false; // somebody may still look at the planes that were delivered last
     std::array<bool, RECORD_TYPE_MAX> isFileOpen{};
-    std::array<bool, RECORD_TYPE_MAX> hasKeyFrame{}; // of the open file
 };

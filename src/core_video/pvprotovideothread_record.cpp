@@ -43,20 +43,10 @@ void PvProtoVideoThread::saveMP4(XFrameHeader* frame)
     for (const RecordType type : recordTypes) {
         if (!savers[type]->getIsRunning() || (isAudio && !saveAudio[type]))
             continue;
-        if (isPlayable(type, *frame))
-            savers[type]->writeData(frame);
+        savers[type]->writeData(frame);
         if (!recording[type])
             closeMP4(type);
     }
-}
-
-/// Pictures before the first key frame of a file are left out: no player could show them, and without the parameter sets
-/// of a key frame at its beginning most would refuse the whole file.
-bool PvProtoVideoThread::isPlayable(RecordType type, const XFrameHeader& frame)
-{
-    if (frame.frameType == XFrameHeader::VideoKeyFrame)
-        hasKeyFrame[type] = true;
-    return hasKeyFrame[type] || frame.frameType > XFrameHeader::LastVideoFrame;
 }
 
 /// Ends a file whose time is over, so that the next one begins with the same frame.
@@ -86,7 +76,6 @@ void PvProtoVideoThread::startFile(RecordType type)
     saver->open(name);
     recordTimers[type].start(*clock.load());
     isFileOpen[type] = saver->getIsRunning();
-    hasKeyFrame[type] = false;
     Q_EMIT recorderStateChanged(isFileOpen[type] ? RecorderRecording : RecorderFailed, name);
 }
 

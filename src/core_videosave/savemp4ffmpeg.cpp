@@ -7,6 +7,7 @@
 #include "core_videosave/adts.h"
 #include "core_videosave/alaw.h"
 #include "core_videosave/countingsemaphore.h"
+#include "core_videosave/leadingpackets.h"
 #include "core_videosave/outputcontext.h"
 
 #include <QDir>
@@ -91,6 +92,7 @@ struct SaveMp4FFmpeg::Writer
     CountingSemaphore saveSemaphore;
 
     OutputContext format;
+    LeadingPackets leading;
     BsfContextPtr bsf;
     AacEncoderPtr aacEncoder;
     std::vector<uint8_t> aacBuffer = std::vector<uint8_t>(aacBufferBytes);
@@ -324,6 +326,7 @@ bool SaveMp4FFmpeg::addVideoStream()
     stream->codecpar->width = videoPara.width;
     stream->codecpar->height = videoPara.height;
     writer->videoIndex = stream->index;
+    writer->leading.begin(stream->codecpar->codec_id, !videoExtradata.isEmpty());
     return setExtradataOf(stream->codecpar, videoExtradata);
 }
 
@@ -477,13 +480,15 @@ void SaveMp4FFmpeg::save()
 
 bool SaveMp4FFmpeg::writeQueued(const char* videoError, const char* audioError)
 {
-    const AvPacketPtr packet = writer->take();
+    AvPacketPtr packet = writer->take();
     if (!packet)
         return false;
-    if (packet->stream_index == writer->videoIndex)
-        writeVideo(packet.get(), videoError);
-    else if (packet->stream_index == writer->audioIndex)
+    if (packet->stream_index == writer->videoIndex) {
+        for (const AvPacketPtr& picture : writer->leading.pass(std::move(packet)))
+            writeVideo(picture.get(), videoError);
+    } else if (packet->stream_index == writer->audioIndex) {
         writeAudio(packet.get(), audioError);
+    }
     return true;
 }
 
@@ -600,6 +605,8 @@ void SaveMp4FFmpeg::endOnFileError()
 void SaveMp4FFmpeg::close()
 {
     while (writeQueued(drainVideoError, drainAudioError)) { }
+    for (const AvPacketPtr& picture : writer->leading.takeRest())
+        writeVideo(picture.get(), drainVideoError);
     writer->clearQueue();
     writer->videoIndex = -1;
     writer->audioIndex = -1;

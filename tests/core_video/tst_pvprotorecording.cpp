@@ -115,16 +115,31 @@ private Q_SLOTS:
                  QStringList({"rename 0", "state 0 0-1-done.mp4", "close", "decoder destroyed", "finish"}));
     }
 
-    void recordStart_playsFromTheFirstKeyFrame_whenItComesInMidGroup()
+    void recordStart_keepsEveryPicture_andPlaysFromTheFirstKeyFrame_whenItComesInMidGroup()
     {
         probe->script.add(pictures(0, 10));
         record(Thread::MANUAL_RECORD, true);
         probe->script.add(pictures(10, 50));
         QVERIFY(probe->playScript());
         QCOMPARE(probe->log.only({"save", "name"}).mid(9, 3), QStringList({"save 1", "save 1", "name 0"}));
-        verifyHas("0-1-done.mp4", range(25, 35));
-        QVERIFY(MovieFile(path("0-1-done.mp4")).playsInMpv());
-        QVERIFY(MovieFile(path("0-1-done.mp4")).playsInGStreamer());
+        const MovieFile movie(path("0-1-done.mp4"));
+        QCOMPARE(movie.pictureCount(), 50);
+        QVERIFY(movie.decodes());
+        QCOMPARE(movie.pictureNumbers(), range(25, 35));
+        QVERIFY(movie.playsInMpv());
+        QVERIFY(movie.playsInGStreamer());
+    }
+
+    void recordStart_keepsTheLeadingPictures_whenNoKeyFrameWasEverSeen()
+    {
+        probe->recordStart(Thread::MANUAL_RECORD);
+        probe->script.add(pictures(3, 40));
+        QVERIFY(probe->playScript());
+        const MovieFile movie(path("0-1-done.mp4"));
+        QCOMPARE(movie.pictureCount(), 40);
+        QVERIFY(movie.decodes());
+        QCOMPARE(movie.pictureNumbers(), range(25, 18));
+        QCOMPARE(probe->log.numbers().value(0, -1), 25);
     }
 
     void recording_goesOn_whileNobodyDisplays()
