@@ -29,7 +29,9 @@ function(vantor_add_test name)
     if(ARG_NO_DISPLAY)
         string(APPEND asan_options ":strict_string_checks=1")
     endif()
+    # No test is heard on the machine's own loudspeakers: a test with sound starts a server of its own.
     set(environment
+        "PULSE_SERVER=unix:${CMAKE_BINARY_DIR}/tests/no-sound-server"
         "TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/tsan.supp:ignore_noninstrumented_modules=1:halt_on_error=1:second_deadlock_stack=1"
         "ASAN_OPTIONS=${asan_options}"
         "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0"
