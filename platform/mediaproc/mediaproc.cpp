@@ -3,6 +3,7 @@
 #include "mediaproc/audiodecoder.h"
 #include "mediaproc/audioencoder.h"
 #include "mediaproc/codecinput.h"
+#include "mediaproc/mp4file.h"
 #include "mediaproc/videodecoder.h"
 
 #include <exception>
@@ -108,3 +109,32 @@ int32_t mediaproc_encoder_audio_frame(void* encoder, const uint8_t* data, uint32
 }
 
 int32_t mediaproc_destroy_audio_encoder(void* encoder) { return destroy<AudioEncoder>(encoder); }
+
+void* mediaproc_create_mp4_file(const char* path, const _tag_mp4_video_param_s* video,
+                                const _tag_mp4_audio_param_s* audio)
+{
+    if (!path || !video || !audio)
+        return nullptr;
+    return guarded<void*>(nullptr, [&] { return Mp4File::create(path, *video, *audio).release(); });
+}
+
+int32_t mediaproc_write_mp4_video(void* file, const uint8_t* data, uint32_t length, uint64_t timestamp,
+                                  int32_t key_frame)
+{
+    if (!file || !CodecInput::isUsable(data, length))
+        return failure;
+    return guarded(failure, [&] {
+        return static_cast<Mp4File*>(file)->writeVideo(data, length, timestamp, key_frame != 0) ? success : failure;
+    });
+}
+
+int32_t mediaproc_write_mp4_audio(void* file, const uint8_t* data, uint32_t length, uint64_t timestamp)
+{
+    if (!file || !CodecInput::isUsable(data, length))
+        return failure;
+    return guarded(failure, [&] {
+        return static_cast<Mp4File*>(file)->writeAudio(data, length, timestamp) ? success : failure;
+    });
+}
+
+int32_t mediaproc_close_mp4_file(void* file) { return destroy<Mp4File>(file); }

@@ -172,6 +172,39 @@ MEDIAPROC_EXPORT int32_t mediaproc_encoder_audio_frame(void* encoder, const uint
 /*! @return -1 for a null handle, else 0 */
 MEDIAPROC_EXPORT int32_t mediaproc_destroy_audio_encoder(void* encoder);
 
+/*! Video of an MP4 file. */
+typedef struct _tag_mp4_video_param_s
+{
+    int32_t codec;  /*!< 1 H.264, 2 H.265, anything else no video */
+    int32_t width;  /*!< pixels */
+    int32_t height; /*!< pixels */
+    int32_t param1; /*!< not read */
+    int32_t param3; /*!< not read */
+} _tag_mp4_video_param_s;
+
+/*! Sound of an MP4 file, which becomes AAC there. */
+typedef struct _tag_mp4_audio_param_s
+{
+    int32_t codec;       /*!< 33 G.711 A-law, 34 G.711 mu-law, 35 16-bit PCM, anything else no sound */
+    int32_t sample_rate; /*!< Hz */
+    int32_t bit_width;   /*!< bits per sample */
+    int32_t channels;    /*!< 1 or 2 */
+} _tag_mp4_audio_param_s;
+
+/*!
+ * Makes a fragmented MP4 file, which plays up to its last complete fragment when it is not closed. @p path is UTF-8 and
+ * its folder exists. Null when the file can't be made or has neither video nor sound.
+ */
+MEDIAPROC_EXPORT void* mediaproc_create_mp4_file(const char* path, const _tag_mp4_video_param_s* video,
+                                                 const _tag_mp4_audio_param_s* audio);
+
+/*! Writes a frame (Annex B); what comes before the first key frame is left out. @p timestamp in milliseconds. 0 or -1. */
+MEDIAPROC_EXPORT int32_t mediaproc_write_mp4_video(void* file, const uint8_t* data, uint32_t length,
+                                                   uint64_t timestamp, int32_t key_frame);
+MEDIAPROC_EXPORT int32_t mediaproc_write_mp4_audio(void* file, const uint8_t* data, uint32_t length,
+                                                   uint64_t timestamp);
+MEDIAPROC_EXPORT int32_t mediaproc_close_mp4_file(void* file);
+
 #ifdef __cplusplus
 }
 
