@@ -337,7 +337,8 @@ void LiveVideoWidget::finished()
     handleThrFinished(thread.data());
     // Too many read errors ended it, which is no reason to show nothing for good.
     if (thread->getReadTimeout() > 0)
-        QTimer::singleShot(thread->getOpenSleepTime(), this, [this, weak = thread.toWeakRef()] { startAgain(weak.lock()); });
+        QTimer::singleShot(thread->getOpenSleepTime(), this,
+                           [this, weak = thread.toWeakRef()] { startAgain(weak.lock()); });
 }
 
 void LiveVideoWidget::startAgain(const Thread& thread)
@@ -392,6 +393,13 @@ void LiveVideoWidget::receivePlayFinsh(QObject* finishedThread)
     isPictureStarted = false;
     clearRenderers();
     AbstractVideoWidget::receivePlayFinsh(finishedThread); // last: the host may delete this widget
+}
+
+void LiveVideoWidget::onDecoderDestroyed()
+{
+    // The decoder of a stream that is not shown goes without taking the picture of another along.
+    if (sender() == videoThread)
+        AbstractVideoWidget::onDecoderDestroyed();
 }
 
 void LiveVideoWidget::openAudioOutput(int sampleRate, int channelCount, int sampleSize)

@@ -9,18 +9,18 @@
 
 /// Shows the live streams of one channel of a device, one stream at a time.
 ///
-/// The threads belong to the device's shared set (DevLiveThrSetManager): several widgets that show the same stream share
-/// one connection to the device. start() opens the streams of the mask, playStart() shows one of them; the others go on,
-/// for instance recording. stop() gives the threads back; when nobody shows or records a stream of the device any more,
-/// all its streams are closed. A recording that is left on keeps them open until a widget that stops finds it ended, or
-/// the host releases the set.
+/// The threads belong to the device's shared set (DevLiveThrSetManager): several widgets that show the same stream
+/// share one connection to the device. start() opens the streams of the mask, playStart() shows one of them; the others
+/// go on, for instance recording. stop() gives the threads back; when nobody shows or records a stream of the device
+/// any more, all its streams are closed. A recording that is left on keeps them open until a widget that stops finds it
+/// ended, or the host releases the set.
 ///
 /// init(), start(), playStart(), then playStop() and playStart() (or replay()) at will, stop(). The signals of the base
-/// report each stream that was opened: sig_receivePlayStart() when it is there, sig_receivePlayFinsh() when it is lost or
-/// given back. A stream that is lost comes back by itself, unless the read time-out of the VideoPara is 0.
+/// report each stream that was opened: sig_receivePlayStart() when it is there, sig_receivePlayFinsh() when it is lost
+/// or given back. A stream that is lost comes back by itself, unless the read time-out of the VideoPara is 0.
 ///
-/// GUI thread only. The widget never waits for a video thread and may be deleted at any moment, also in a slot of one of
-/// its signals.
+/// GUI thread only. The widget never waits for a video thread and may be deleted at any moment, also in a slot of one
+/// of its signals.
 class VANTOR_EXPORT LiveVideoWidget : public AbstractVideoWidget
 {
     Q_OBJECT
@@ -30,15 +30,15 @@ public:
     explicit LiveVideoWidget(XTransportProtocol protocol, QWidget* parent = nullptr);
     ~LiveVideoWidget() override;
 
-    /// @p channel counts from 0; bit s of @p streamMask opens stream s, -1 opens all. False for a null device or an empty
-    /// mask. Takes effect at the next start().
+    /// @p channel counts from 0; bit s of @p streamMask opens stream s, -1 opens all. False for a null device or an
+    /// empty mask. Takes effect at the next start().
     bool init(const QSharedPointer<XNetDevice>& device, int channel, int streamMask);
 
     /// Opens the channel's streams; true when the widget is started, also when it was before.
     bool start();
 
-    /// Gives the streams back. @p clear also takes the picture and everything on it away; without it, overlays stay, and
-    /// the last picture where images are painted.
+    /// Gives the streams back. @p clear also takes the picture and everything on it away; without it, overlays stay,
+    /// and so does the last picture where images are painted.
     void stop(bool clear = true);
 
     /// Shows stream @p stream from its next key frame on, in place of the one that is shown.
@@ -67,6 +67,7 @@ protected:
     void finished() override;
     void receivePlayStart(int time) override;
     void receivePlayFinsh(QObject* finishedThread) override;
+    void onDecoderDestroyed() override;
     void openAudioOutput(int sampleRate, int channelCount, int sampleSize) override;
     void playAudio(QByteArray samples) override;
     void closeEvent(QCloseEvent* event) override;

@@ -375,7 +375,8 @@ private Q_SLOTS:
                     if (!set) {
                         set = manager().newVideoThreadSet(device, XTransportProtocol_Rta);
                         ++made;
-                        connect(set->getChannelThreads().first().data(), &QObject::destroyed, [&deleted] { ++deleted; });
+                        const auto thread = set->getChannelThreads().first();
+                        connect(thread.data(), &QObject::destroyed, [&deleted] { ++deleted; });
                     }
                     set->referenceCount();
                     set->isOwned();

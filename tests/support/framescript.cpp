@@ -116,6 +116,7 @@ XRetError FrameScript::read(XFrameHeader* frame, int timeout)
     Lock lock(mutex);
     isReaderBack = true;
     const auto deadline = Steady::now() + std::max(shortestWait, std::chrono::milliseconds(timeout));
+    qint64 left = qint64(timeout) * 1000; // another reader may take what this one waits for, again and again
     while (true) {
         const Step* step = next();
         if (step && step->kind == Step::Action) {
@@ -130,11 +131,12 @@ XRetError FrameScript::read(XFrameHeader* frame, int timeout)
                 return handOut(frame);
             if (ended)
                 return endAtOnce(lock);
-            const qint64 longest = qint64(timeout) * 1000;
+            const qint64 slice = std::min(wait, left);
             lock.unlock();
-            time().sleep(std::min(wait, longest));
+            time().sleep(slice);
             lock.lock();
-            if (wait > longest)
+            left -= slice;
+            if (wait > slice)
                 return XRet::Timeout;
             continue;
         }

@@ -12,9 +12,9 @@ class AbstractVideoThread;
 
 /// The live threads of one device, one for each of its streams in the device's order, for all widgets that show it.
 ///
-/// Widgets get it from DevLiveThrSetManager. A thread is given its channel and stream and is started by the first widget
-/// that uses it. Any thread may call; the thread objects live in the thread that called bindDevice() (normally the GUI
-/// thread) and are deleted there, whoever has the last reference.
+/// Widgets get it from DevLiveThrSetManager. A thread is given its channel and stream and is started by the first
+/// widget that uses it. Any thread may call; the thread objects live in the thread that called bindDevice() (normally
+/// the GUI thread) and are deleted there, whoever has the last reference.
 class VANTOR_EXPORT DevLiveThrSet
 {
 public:
@@ -26,8 +26,8 @@ public:
     DevLiveThrSet(const DevLiveThrSet&) = delete;
     DevLiveThrSet& operator=(const DevLiveThrSet&) = delete;
 
-    /// Creates the threads, in place of those of an earlier call; 0, or -1 for a null device and when @p protocol is not
-    /// the device's or has no live thread.
+    /// Creates the threads, in place of those of an earlier call; 0, or -1 for a null device and when @p protocol is
+    /// not the device's or has no live thread.
     int bindDevice(const QSharedPointer<XNetDevice>& device, XTransportProtocol protocol);
 
     /// Entries may be null.
