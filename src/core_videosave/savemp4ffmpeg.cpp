@@ -14,6 +14,7 @@
 #include <QFileInfo>
 #include <QLoggingCategory>
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstring>
@@ -70,6 +71,22 @@ uint8_t encoderInputOf(int codec)
     }
 }
 
+/// Whether there is anything behind a start code.
+bool hasNalUnit(const AVPacket* packet)
+{
+    constexpr uint8_t startCode[] = {0, 0, 1};
+    const uint8_t* begin = packet->data;
+    const uint8_t* end = begin + packet->size;
+    const uint8_t* found = std::search(begin, end, std::begin(startCode), std::end(startCode));
+    return end - found > std::ptrdiff_t(std::size(startCode));
+}
+
+/// Whether the muxer turns start codes into lengths.
+bool isAnnexB(const AVCodecParameters* parameters)
+{
+    return parameters->extradata_size == 0 || parameters->extradata[0] != 1;
+}
+
 bool setExtradataOf(AVCodecParameters* parameters, const QByteArray& bytes)
 {
     if (bytes.isEmpty())
@@ -110,6 +127,7 @@ struct SaveMp4FFmpeg::Writer
     bool hasWrittenAudio = false;
     qint64 nextAudioDts = AV_NOPTS_VALUE; // in the time base of the stream
     int framesInFragment = 0; // of sound alone
+    std::atomic<bool> hasFileError{false};
 
     size_t queued()
     {
@@ -157,6 +175,10 @@ AVCodecID SaveMp4FFmpeg::codecIdOf(int codec)
 }
 
 bool SaveMp4FFmpeg::hasAudio() const { return writer->audioIndex >= 0; }
+
+bool SaveMp4FFmpeg::isQueueFull() const { return writer->queued() >= longestQueue; }
+
+bool SaveMp4FFmpeg::hasFileError() const { return writer->hasFileError; }
 
 void SaveMp4FFmpeg::setPara(XVideoEncPara vcodecPar, XAudioEncPara acodecPar, int timeout)
 {
@@ -230,6 +252,7 @@ int SaveMp4FFmpeg::createMp4(const char* name)
     writer->hasWrittenAudio = false;
     writer->nextAudioDts = AV_NOPTS_VALUE;
     writer->framesInFragment = 0;
+    writer->hasFileError = false;
 
     if (!writer->format.allocate(nullptr, name)) {
         qCWarning(lcMp4).noquote() << "Could not deduce output format from file extension: using MPEG.";
@@ -495,6 +518,11 @@ bool SaveMp4FFmpeg::writeQueued(const char* videoError, const char* audioError)
 void SaveMp4FFmpeg::writeVideo(AVPacket* packet, const char* pattern)
 {
     AVFormatContext* format = writer->format.get();
+    // The muxer would write a picture of no bytes, for which players refuse the whole file.
+    if (isAnnexB(format->streams[packet->stream_index]->codecpar) && !hasNalUnit(packet)) {
+        qCWarning(lcMp4, "a picture of %d bytes without a NAL unit was left out", packet->size);
+        return;
+    }
     // The muxer keeps the head of the file back until every stream has data. A source that never sends the sound it
     // announced must not cost the pictures after a crash, so the head is asked for at the second key frame.
     const bool isKey = (packet->flags & AV_PKT_FLAG_KEY) != 0;
@@ -614,6 +642,7 @@ void SaveMp4FFmpeg::close()
     if (writer->format) {
         if (writer->format.needsFile())
             av_write_trailer(writer->format.get());
+        writer->hasFileError = writer->format.fileError() < 0;
         writer->format.reset();
     }
     writer->bsf.reset();

@@ -45,6 +45,13 @@ public:
     /// Whether the open file has a sound stream.
     bool hasAudio() const;
 
+    /// Whether the queue takes nothing now. A producer that needn't keep pace with a source waits, so that nothing is
+    /// dropped.
+    bool isQueueFull() const;
+
+    /// Whether the file that was opened last could not be written to its end; final once the recording has ended.
+    bool hasFileError() const;
+
 public Q_SLOTS:
     /// @p readTimeout is how long one pass of the recorder thread waits for a packet, in milliseconds.
     void setPara(XVideoEncPara vcodecPar, XAudioEncPara acodecPar, int readTimeout);

@@ -112,6 +112,8 @@ private Q_SLOTS:
     void writeData_isRefused_afterAFailedOpen();
     void writeData_isReported_whenTimeStandsStill();
     void close_isReported_whenTimeStandsStill();
+    void writeData_leavesOutPictures_thatArePointless_data();
+    void writeData_leavesOutPictures_thatArePointless();
     void fullDisk_endsTheRecording_data();
     void fullDisk_endsTheRecording();
     void queueFull_dropsPackets_whenTheProducerIsTooFast();
@@ -298,6 +300,36 @@ void tst_SaveMp4FFmpegFaults::close_isReported_whenTimeStandsStill()
     saver.close();
     QCOMPARE(guard->texts(QtCriticalMsg), QStringList{"write video[-22:Invalid argument]"});
     QCOMPARE(ProbedFile(path()).decodedPictures(), 3);
+}
+
+void tst_SaveMp4FFmpegFaults::writeData_leavesOutPictures_thatArePointless_data()
+{
+    QTest::addColumn<QByteArray>("payload");
+    QTest::newRow("nothing") << QByteArray();
+    QTest::newRow("a start code alone") << QByteArray("\0\0\0\1", 4);
+    QTest::newRow("no start code") << QByteArray(300, 'x');
+    QTest::newRow("zeros") << QByteArray(300, '\0');
+}
+
+/// They would keep players from opening the file at all.
+void tst_SaveMp4FFmpegFaults::writeData_leavesOutPictures_thatArePointless()
+{
+    QFETCH(QByteArray, payload);
+    const QString message = QString("a picture of %1 bytes without a NAL unit was left out").arg(payload.size());
+    guard->allow('^' + message + '$');
+    const Material::Packets source = Material::read(Clips::h264AnnexB(), 50);
+    UnthreadedSaver saver;
+    saver.setPara(Material::video(), Material::noSound(), waitMs);
+    QVERIFY(saver.begin(path()));
+    for (int n = 0; n < 50; ++n) {
+        const quint64 time = quint64(n) * frameMs;
+        if (n == 30)
+            saver.writeData(Material::Frame(1, time - 20, payload).header());
+        saver.writeData(Material::frameOf(source.packets[size_t(n)].get(), time, n).header());
+    }
+    saver.close();
+    QCOMPARE(guard->count(QtWarningMsg, message), 1);
+    QCOMPARE(ProbedFile(path()).decodedPictures(), 50);
 }
 
 void tst_SaveMp4FFmpegFaults::fullDisk_endsTheRecording_data()
