@@ -17,12 +17,6 @@ constexpr qint64 idleSliceUs = 10000;
 /// How long renderers are given to let go of a decoder that is replaced.
 constexpr int decoderChangeMs = 100;
 
-XFrameHeader* headerIn(unsigned char* buffer)
-{
-    std::memset(buffer, 0, sizeof(XFrameHeader));
-    return reinterpret_cast<XFrameHeader*>(buffer);
-}
-
 unsigned char* payloadOf(XFrameHeader* frame)
 {
     return reinterpret_cast<unsigned char*>(frame) + offsetof(XFrameHeader, data);
@@ -92,14 +86,12 @@ void PvProtoVideoThread::next()
 
 void PvProtoVideoThread::run()
 {
-    stopsSeen = stopCount;
+    beginRun();
     FFmpegHelper::initLib(); // the recorders' FFmpeg speaks through the library's log alone
     openTimeout = 0;
     errorCount = 0;
-
-    // Left unwritten but for the header, so that only the pages that frames reach become memory of the process.
-    const std::unique_ptr<unsigned char[]> buffer(new unsigned char[XFrameHeader::bufferSize]);
-    XFrameHeader* frame = headerIn(buffer.get());
+    const std::unique_ptr<unsigned char[]> buffer = makeFrameBuffer();
+    auto* frame = reinterpret_cast<XFrameHeader*>(buffer.get());
 
     Loop loop = Loop::Continue;
     while (loop == Loop::Continue && !isStopAsked()) {
@@ -115,6 +107,16 @@ void PvProtoVideoThread::run()
     closeVideo();
     isOk = false;
 }
+
+std::unique_ptr<unsigned char[]> PvProtoVideoThread::makeFrameBuffer()
+{
+    // Left unwritten but for the header, so that only the pages that frames reach become memory of the process.
+    std::unique_ptr<unsigned char[]> buffer(new unsigned char[XFrameHeader::bufferSize]);
+    std::memset(buffer.get(), 0, sizeof(XFrameHeader));
+    return buffer;
+}
+
+void PvProtoVideoThread::beginRun() { stopsSeen = stopCount; }
 
 bool PvProtoVideoThread::isStopAsked() const
 {
@@ -163,10 +165,8 @@ void PvProtoVideoThread::waitAgain()
 
 void PvProtoVideoThread::takeFrame(XFrameHeader* frame)
 {
-    if (frame->length > XFrameHeader::largestPayload) {
-        qCWarning(lcLoop, "a frame of %u bytes does not fit its buffer", frame->length);
+    if (!isInBuffer(*frame))
         return;
-    }
     if (displayCount < 1) {
         keyFrameSeen = false;
         handlePreviewClose();
@@ -175,6 +175,14 @@ void PvProtoVideoThread::takeFrame(XFrameHeader* frame)
     }
     beforeSaveMP4(frame);
     saveMP4(frame);
+}
+
+bool PvProtoVideoThread::isInBuffer(const XFrameHeader& frame)
+{
+    if (frame.length <= XFrameHeader::largestPayload)
+        return true;
+    qCWarning(lcLoop, "a frame of %u bytes does not fit its buffer", frame.length);
+    return false;
 }
 
 void PvProtoVideoThread::decodeFrame(XFrameHeader* frame)
@@ -372,15 +380,29 @@ void PvProtoVideoThread::decodeImage()
 {
     if (!rgbFrame.data) // asked for while the picture was being decoded: the next one serves
         return;
-    const QImage picture(rgbFrame.data, rgbFrame.width, rgbFrame.height, rgbFrame.stride, QImage::Format_RGB888);
-    if (isSnap.exchange(false)) {
-        const QString name = getSnapName();
-        if (!picture.save(name, "jpg"))
-            qCWarning(lcLoop).noquote() << QString("snapshot was not written: %1").arg(name);
-        QMetaObject::invokeMethod(this, "snapFinsh");
-    }
+    if (isSnap.exchange(false))
+        writeSnapshot();
     if (videoMode == VideoMode_Image)
-        Q_EMIT receiveImage(picture.copy(), 0); // outlives the decoder's next picture on the way to its display
+        showImage();
+}
+
+/// The decoder's own pixels.
+QImage PvProtoVideoThread::rgbPicture() const
+{
+    return QImage(rgbFrame.data, rgbFrame.width, rgbFrame.height, rgbFrame.stride, QImage::Format_RGB888);
+}
+
+void PvProtoVideoThread::writeSnapshot()
+{
+    const QString name = getSnapName();
+    if (!rgbPicture().save(name, "jpg"))
+        qCWarning(lcLoop).noquote() << QString("snapshot was not written: %1").arg(name);
+    QMetaObject::invokeMethod(this, "snapFinsh");
+}
+
+void PvProtoVideoThread::showImage()
+{
+    Q_EMIT receiveImage(rgbPicture().copy(), 0); // outlives the decoder's next picture on the way to its display
 }
 
 void PvProtoVideoThread::decodeAudio(XFrameHeader* frame)

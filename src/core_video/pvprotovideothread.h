@@ -85,11 +85,22 @@ protected:
     /// Takes the planes away from whoever shows them, waits @p pauseMs, then frees the video decoder.
     void destroyVideoDecoder(int pauseMs = 0);
 
+    /// For a decodeImage(): what it does with the latest RGB picture.
+    void writeSnapshot();
+    void showImage();
+
     /// Frees both decoders, the video decoder as destroyVideoDecoder() does.
     void freeDecoders();
 
-    /// Whether stop() was called since run() began.
+    /// For a run() of a subclass: what begins it, and whether stop() was called since.
+    void beginRun();
     bool isStopAsked() const;
+
+    /// Whether @p frame lies within its buffer; says so if not.
+    static bool isInBuffer(const XFrameHeader& frame);
+
+    /// A buffer for readFrame(), its header zeroed.
+    static std::unique_ptr<unsigned char[]> makeFrameBuffer();
 
     /// The decoders; null until the stream is opened for the first time.
     std::unique_ptr<MediaCodec> codec;
@@ -121,6 +132,7 @@ private:
     void createVideoDecoder(const XFrameHeader& frame);
     bool isAudioDecoderFitting(const XFrameHeader& frame) const;
     bool createAudioDecoder(const XFrameHeader& frame);
+    QImage rgbPicture() const;
     void deliverPlanes(VideoMode mode, bool codecChanged);
     void takeBackPlanes();
 
