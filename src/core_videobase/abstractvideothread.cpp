@@ -25,6 +25,7 @@ std::atomic<bool> AbstractVideoThread::sharedData{false};
 AbstractVideoThread::AbstractVideoThread(QObject* parent)
     : QThread(parent)
     , lastTime(QDateTime::currentDateTimeUtc())
+    , lastTimeMs(lastTime.toMSecsSinceEpoch())
     , owner(parent)
     , savePath(RECORD_TYPE_MAX, QString(""))
     , recordTimers(RECORD_TYPE_MAX)
@@ -299,20 +300,19 @@ void AbstractVideoThread::stopAndWait()
 
 void AbstractVideoThread::debug(const QString& head, const QString& msg) { debug(head, msg, getVideoUrl()); }
 
-// In UTC and from the count of microseconds: local time looks its zone file up on the disk with every call, and these
-// two are called several times a packet.
+// In UTC and from the count of microseconds: local time looks its zone file up on the disk with every call, and this is
+// called several times a packet.
 void AbstractVideoThread::updateTime()
 {
-    const QDateTime now = QDateTime::fromMSecsSinceEpoch(clock.load()->microseconds() / 1000, Qt::UTC);
+    const qint64 now = clock.load()->microseconds() / 1000;
+    lastTimeMs = now;
     const QMutexLocker lock(&mutex);
-    lastTime = now;
+    lastTime = QDateTime::fromMSecsSinceEpoch(now, Qt::UTC);
 }
 
 qint64 AbstractVideoThread::millisecondsSinceUpdate() const
 {
-    const qint64 now = clock.load()->microseconds() / 1000;
-    const QMutexLocker lock(&mutex);
-    return now - lastTime.toMSecsSinceEpoch();
+    return clock.load()->microseconds() / 1000 - lastTimeMs;
 }
 
 void AbstractVideoThread::checkVideoSize(int width, int height)

@@ -268,6 +268,7 @@ protected:
     QString flag;                    // guarded by mutex
     int errorCount = 0;              // video thread
     QDateTime lastTime;              // UTC, guarded by mutex
+    std::atomic<qint64> lastTimeMs;  // the same as milliseconds since the epoch, for every network read's look at it
     QElapsedTimer timer;             // GUI thread
     QObject* const owner;            // the constructor's argument
     std::atomic<VideoMode> videoMode{VideoMode_Hwnd};

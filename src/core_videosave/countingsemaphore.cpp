@@ -25,24 +25,53 @@ bool CountingSemaphore::reset()
     return platform->handle != nullptr;
 }
 
-unsigned CountingSemaphore::wait(int milliseconds)
+unsigned CountingSemaphore::wait(int milliseconds, int)
 {
     return WaitForSingleObject(platform->handle, static_cast<DWORD>(milliseconds));
 }
 
 void CountingSemaphore::release() { ReleaseSemaphore(platform->handle, 1, nullptr); }
 
+void CountingSemaphore::releaseLater() { release(); }
+
 #else
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
 
 struct CountingSemaphore::Platform
 {
+    using Time = std::chrono::steady_clock::time_point;
+
     std::mutex mutex;
     std::condition_variable released;
     int count = 0;
+    bool isResting = false;
+    bool isHurried = false; // during a rest: something that can't wait was given back
+
+    void rest(std::unique_lock<std::mutex>& lock, Time limit)
+    {
+        isResting = true;
+        isHurried = false;
+        released.wait_until(lock, limit, [this] { return isHurried; });
+        isResting = false;
+    }
+
+    void add(bool canWait)
+    {
+        {
+            const std::lock_guard<std::mutex> lock(mutex);
+            if (count >= maximum)
+                return;
+            ++count;
+            isHurried = isHurried || !canWait;
+            if (isResting && canWait)
+                return;
+        }
+        released.notify_one();
+    }
 };
 
 bool CountingSemaphore::reset()
@@ -52,26 +81,22 @@ bool CountingSemaphore::reset()
     return true;
 }
 
-unsigned CountingSemaphore::wait(int milliseconds)
+unsigned CountingSemaphore::wait(int milliseconds, int restMilliseconds)
 {
     std::unique_lock<std::mutex> lock(platform->mutex);
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+    const auto start = std::chrono::steady_clock::now();
+    const auto limit = start + std::chrono::milliseconds(milliseconds);
+    if (platform->count == 0 && restMilliseconds > 0)
+        platform->rest(lock, std::min(limit, start + std::chrono::milliseconds(restMilliseconds)));
     if (!platform->released.wait_until(lock, limit, [this] { return platform->count > 0; }))
         return TimedOut;
     --platform->count;
     return Acquired;
 }
 
-void CountingSemaphore::release()
-{
-    {
-        const std::lock_guard<std::mutex> lock(platform->mutex);
-        if (platform->count >= maximum)
-            return;
-        ++platform->count;
-    }
-    platform->released.notify_one();
-}
+void CountingSemaphore::release() { platform->add(false); }
+
+void CountingSemaphore::releaseLater() { platform->add(true); }
 
 #endif
 

@@ -24,10 +24,16 @@ public:
     bool reset();
 
     /// Takes one, waiting for at most @p milliseconds.
-    unsigned wait(int milliseconds);
+    ///
+    /// Until @p restMilliseconds of them have passed releaseLater() doesn't wake the waiter: what was given back
+    /// meanwhile is taken in one go. One thread at a time may rest. The platform's own semaphore knows no rest.
+    unsigned wait(int milliseconds, int restMilliseconds = 0);
 
     /// Gives one back; nothing when the count is at its maximum.
     void release();
+
+    /// As release(), for what can wait until a resting waiter wakes by itself.
+    void releaseLater();
 
 private:
     struct Platform;

@@ -31,6 +31,12 @@ namespace {
 Q_LOGGING_CATEGORY(lcMp4, "vantor.save.mp4")
 
 constexpr size_t longestQueue = 100;
+
+/// Between two key frames the muxer only collects, so packets may as well wait for each other: waking the recorder thread
+/// for each is most of what a recording costs above its muxer. No longer than this, and no more of them.
+constexpr int longestRestMs = 200;
+constexpr size_t mostResting = 8;
+
 constexpr size_t aacBufferBytes = 16384;
 constexpr int encoderBits = 16;
 constexpr int outputFrameSize = 320;
@@ -465,13 +471,20 @@ void SaveMp4FFmpeg::stampPacket(AVPacket* packet, bool video, qint64 pts, qint64
 void SaveMp4FFmpeg::writePacket(AVPacket* packet)
 {
     AvPacketPtr owned(packet);
-    if (writer->queued() >= longestQueue) {
+    const size_t queued = writer->queued();
+    if (queued >= longestQueue) {
         qCWarning(lcMp4).noquote() << "queue is full";
         return;
     }
+    // A key frame completes the fragment before it, which is to be safe on the disk.
+    const bool isKeyPicture = packet->stream_index == writer->videoIndex && (packet->flags & AV_PKT_FLAG_KEY) != 0;
+    const bool canWait = !isKeyPicture && queued + 1 < mostResting;
     if (enqueue(owned.get())) {
         owned.release();
-        writer->saveSemaphore.release();
+        if (canWait)
+            writer->saveSemaphore.releaseLater();
+        else
+            writer->saveSemaphore.release();
     } else {
         qCWarning(lcMp4).noquote() << "";
     }
@@ -492,7 +505,8 @@ bool SaveMp4FFmpeg::enqueue(AVPacket* packet)
 
 void SaveMp4FFmpeg::save()
 {
-    const unsigned result = writer->saveSemaphore.wait(writer->readTimeout);
+    const int rest = writer->videoIndex >= 0 ? longestRestMs : 0;
+    const unsigned result = writer->saveSemaphore.wait(writer->readTimeout, rest);
     if (result == CountingSemaphore::TimedOut)
         qCInfo(lcMp4).noquote() << "WaitForSingleObject timeout";
     else if (result != CountingSemaphore::Acquired)

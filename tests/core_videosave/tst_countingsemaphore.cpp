@@ -18,6 +18,10 @@ private Q_SLOTS:
     void release_countsTo1024_andNoFurther();
     void reset_setsTheCountToZero();
     void wait_takesEachReleaseOnce_fromManyThreads();
+    void rest_lastsItsTime_whenReleasedLater();
+    void rest_ends_whenReleased();
+    void rest_isNotTaken_whenSomethingIsThere();
+    void rest_isPartOfTheWait();
 };
 
 void tst_CountingSemaphore::wait_timesOut_whenNothingWasReleased()
@@ -100,6 +104,75 @@ void tst_CountingSemaphore::wait_takesEachReleaseOnce_fromManyThreads()
         thread.join();
     QCOMPARE(taken.load(), 4 * perThread);
     QCOMPARE(semaphore.wait(0), 258u);
+}
+
+void tst_CountingSemaphore::rest_lastsItsTime_whenReleasedLater()
+{
+    CountingSemaphore semaphore;
+    QVERIFY(semaphore.reset());
+    QElapsedTimer timer;
+    timer.start();
+    std::thread other([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        semaphore.releaseLater();
+        semaphore.releaseLater();
+    });
+    const unsigned first = semaphore.wait(60000, 300);
+    const qint64 passed = timer.elapsed();
+    other.join();
+    QCOMPARE(first, 0u);
+    QVERIFY(passed >= 299 && passed < 30000);
+    QCOMPARE(semaphore.wait(0, 300), 0u);
+    QCOMPARE(semaphore.wait(0), 258u);
+}
+
+void tst_CountingSemaphore::rest_ends_whenReleased()
+{
+    CountingSemaphore semaphore;
+    QVERIFY(semaphore.reset());
+    std::thread other([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        semaphore.releaseLater();
+        semaphore.release();
+    });
+    QElapsedTimer timer;
+    timer.start();
+    const unsigned result = semaphore.wait(60000, 60000);
+    other.join();
+    QCOMPARE(result, 0u);
+    QVERIFY(timer.elapsed() < 30000);
+    QCOMPARE(semaphore.wait(0), 0u);
+}
+
+void tst_CountingSemaphore::rest_isNotTaken_whenSomethingIsThere()
+{
+    CountingSemaphore semaphore;
+    QVERIFY(semaphore.reset());
+    semaphore.releaseLater();
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(semaphore.wait(60000, 60000), 0u);
+    QVERIFY(timer.elapsed() < 30000);
+}
+
+void tst_CountingSemaphore::rest_isPartOfTheWait()
+{
+    CountingSemaphore semaphore;
+    QVERIFY(semaphore.reset());
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(semaphore.wait(50, 60000), 258u);
+    QVERIFY(timer.elapsed() >= 49 && timer.elapsed() < 30000);
+
+    std::thread other([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        semaphore.releaseLater();
+    });
+    timer.restart();
+    const unsigned result = semaphore.wait(200, 60000);
+    other.join();
+    QCOMPARE(result, 0u);
+    QVERIFY(timer.elapsed() < 30000);
 }
 
 QTEST_GUILESS_MAIN(tst_CountingSemaphore)

@@ -117,6 +117,7 @@ private Q_SLOTS:
     void fullDisk_endsTheRecording_data();
     void fullDisk_endsTheRecording();
     void queueFull_dropsPackets_whenTheProducerIsTooFast();
+    void queue_isEmptied_whenPicturesComeInBursts();
     void killedProcess_leavesAFileThatPlays_data();
     void killedProcess_leavesAFileThatPlays();
     void killedProcess_leavesAFileThatPlays_whenThereIsSoundAlone();
@@ -406,6 +407,26 @@ void tst_SaveMp4FFmpegFaults::queueFull_dropsPackets_whenTheProducerIsTooFast()
     const int dropped
         = guard->count(QtWarningMsg, "queue is full") + guard->count(QtWarningMsg, "packet queue is full");
     QCOMPARE(ProbedFile(path()).packets("v").size(), fed - dropped);
+}
+
+/// The recorder lets packets wait for each other a while, which must not fill its queue.
+void tst_SaveMp4FFmpegFaults::queue_isEmptied_whenPicturesComeInBursts()
+{
+    constexpr int burst = 60;
+    constexpr int bursts = 4;
+    const Material::Packets source = Material::read(Clips::h264AnnexB(), 2);
+    SaveMp4FFmpeg saver;
+    saver.setPara(Material::video(), Material::noSound(), 60000);
+    saver.open(path());
+    for (int n = 0; n < burst * bursts; ++n) {
+        if (n % burst == 0)
+            QThread::msleep(80);
+        const AVPacket* packet = source.packets[n == 0 ? 0 : 1].get();
+        saver.writeData(Material::frameOf(packet, quint64(n) * frameMs, n).header());
+    }
+    saver.stop();
+    QCOMPARE(guard->count(QtWarningMsg, "queue is full"), 0);
+    QCOMPARE(ProbedFile(path()).packets("v").size(), burst * bursts);
 }
 
 void tst_SaveMp4FFmpegFaults::killedProcess_leavesAFileThatPlays_data()
