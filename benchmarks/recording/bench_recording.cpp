@@ -1,76 +1,89 @@
-// What recording one stream costs beside ffmpeg's own copying.
+// What recording one live stream costs beside ffmpeg's own copying. README.md in benchmarks/ says what is compared.
 //
-// A clip of 1280x720 pictures at 25 a second is made with the ffmpeg command. In one run, alternating so that both see
-// the same machine, it is recorded by an FFmpegVideoThread without a display and copied by "ffmpeg -c copy" with the same
-// way of making fragments, both at the same multiple of real time. Each is a process of its own. Prints the median CPU
-// time of each, the part of one core that a stream takes at normal speed, and the ratio.
+//     bench_recording [seconds measured] [rounds]
 //
-//     bench_recording [seconds of clip] [rounds]
+// Exit status 2 when a system failed or wrote less than it was sent.
 
 #include "core_video/ffmpegvideothread.h"
+#include "liveserver.h"
+#include "support/cputime.h"
+#include "support/spread.h"
 
 #include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QProcess>
 #include <QTemporaryDir>
-#include <QVector>
+#include <QThread>
 
-#include <algorithm>
 #include <cstdio>
 
-#include <sys/resource.h>
-
 namespace {
-constexpr int speed = 10;
-constexpr int programMs = 600000;
+constexpr int secondsBefore = 4; // the start of the program and the analysis of the stream
+constexpr int secondsAfter = 4;
+constexpr int stopMs = 5000;
+constexpr double leastPart = 0.7; // of what was sent; the last fragment is still in memory
 
-double childSeconds()
+struct Figures
 {
-    rusage usage{};
-    getrusage(RUSAGE_CHILDREN, &usage);
-    const auto seconds = [](const timeval& time) { return double(time.tv_sec) + double(time.tv_usec) / 1e6; };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
+    Spread ours;
+    Spread theirs;
+    Spread ratio;
+};
 
-/// CPU seconds of a program, -1 when it failed.
-double cpuOf(const QString& program, const QStringList& arguments)
-{
-    const double before = childSeconds();
-    QProcess process;
-    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    process.start(program, arguments, QIODevice::ReadOnly);
-    const bool good = process.waitForFinished(programMs) && process.exitStatus() == QProcess::NormalExit
-        && process.exitCode() == 0;
-    return good ? childSeconds() - before : -1;
-}
-
-/// The child process: records the clip and ends.
-int record(const QString& clip, const QString& file)
+/// The child process: records until it is ended.
+int record(const QString& url, const QString& file)
 {
     qputenv("QT_LOGGING_RULES", "*=false");
     FFmpegVideoThread thread;
-    thread.setVideoUrl(clip);
-    thread.setAddressTest(false);
-    thread.setOpenSleepTime(100);
-    thread.setPaced(true);
-    thread.setSpeed(double(speed));
+    thread.setVideoUrl(url);
     thread.setFileName(AbstractVideoThread::MANUAL_RECORD, file);
     thread.recordStart(AbstractVideoThread::MANUAL_RECORD);
-    QObject::connect(&thread, &QThread::finished, qApp, &QCoreApplication::quit);
     thread.play();
-    return QCoreApplication::exec();
+    const int result = QCoreApplication::exec();
+    thread.stopAndWait();
+    return result;
 }
 
-double median(QVector<double> values)
+QStringList copyArguments(const QString& url, const QString& file)
 {
-    std::sort(values.begin(), values.end());
-    return values.at(values.size() / 2);
+    return {"-v", "error", "-y", "-nostdin", "-rtsp_transport", "tcp", "-i", url, "-c", "copy", "-movflags",
+            "frag_keyframe+delay_moov", file};
 }
 
-bool isWhole(const QString& clip, const QString& file)
+bool makeClip(const QString& clip, int seconds)
 {
-    // Fragments weigh a little.
-    return QFileInfo(file).size() > QFileInfo(clip).size() * 95 / 100;
+    const QString picture = QString("testsrc2=size=1280x720:rate=25:duration=%1").arg(seconds);
+    return CpuTime::ofProgram("ffmpeg", {"-v", "error", "-y", "-f", "lavfi", "-i", picture, "-c:v", "libx264", "-preset",
+                                         "ultrafast", "-b:v", "3M", "-g", "50", "-bf", "0", clip})
+        >= 0;
+}
+
+/// Part of a core that the program takes while the stream flows, without its start and its end; -1 when it failed.
+double measure(const QString& program, const QStringList& arguments, const QString& file, int seconds, qint64 leastBytes)
+{
+    QProcess process;
+    process.setProcessChannelMode(QProcess::ForwardedChannels);
+    process.start(program, arguments, QIODevice::ReadOnly);
+    if (!process.waitForStarted(stopMs))
+        return -1;
+    QThread::sleep(secondsBefore);
+    QElapsedTimer timer;
+    timer.start();
+    const double before = CpuTime::ofProcess(process.processId());
+    QThread::sleep(static_cast<unsigned long>(seconds));
+    const double after = CpuTime::ofProcess(process.processId());
+    const double passed = double(timer.nsecsElapsed()) / 1e9;
+    const bool isGood = process.state() == QProcess::Running && QFileInfo(file).size() >= leastBytes;
+    process.kill();
+    process.waitForFinished(stopMs);
+    return isGood && before > 0 && after > before ? (after - before) / passed : -1;
+}
+
+void print(const char* what, const Spread& spread, double factor, const char* unit)
+{
+    std::printf("%-20s %6.3f%s  (%.3f to %.3f)\n", what, spread.median() * factor, unit, spread.lowest() * factor,
+                spread.highest() * factor);
 }
 } // namespace
 
@@ -81,33 +94,38 @@ int main(int argc, char** argv)
     if (arguments.value(1) == "--record")
         return record(arguments.value(2), arguments.value(3));
 
-    const int seconds = arguments.size() > 1 ? arguments.at(1).toInt() : 60;
-    const int rounds = arguments.size() > 2 ? arguments.at(2).toInt() : 5;
+    const int seconds = arguments.size() > 1 ? arguments.at(1).toInt() : 20;
+    const int rounds = arguments.size() > 2 ? arguments.at(2).toInt() : 7;
     const QTemporaryDir folder;
     const QString clip = folder.filePath("clip.mp4");
     const QString ours = folder.filePath("ours.mp4");
     const QString theirs = folder.filePath("theirs.mp4");
-    if (seconds < 1 || rounds < 1
-        || cpuOf("ffmpeg", {"-v", "error", "-f", "lavfi", "-i",
-                            QString("testsrc2=size=1280x720:rate=25:duration=%1").arg(seconds), "-c:v", "libx264",
-                            "-preset", "ultrafast", "-b:v", "3M", "-g", "50", clip})
-            < 0)
+    const int clipSeconds = secondsBefore + seconds + secondsAfter;
+    LiveServer server;
+    if (seconds < 5 || rounds < 1 || !makeClip(clip, clipSeconds) || !server.start(clip))
         return 2;
 
-    QVector<double> ourTimes;
-    QVector<double> theirTimes;
+    const auto leastBytes = qint64(double(QFileInfo(clip).size()) * seconds / clipSeconds * leastPart);
+    Figures figures;
     for (int round = 0; round < rounds; ++round) {
-        ourTimes << cpuOf(application.applicationFilePath(), {"--record", clip, ours});
-        theirTimes << cpuOf("ffmpeg", {"-v", "error", "-y", "-nostdin", "-readrate", QString::number(speed), "-i", clip,
-                                       "-c", "copy", "-movflags", "frag_keyframe+delay_moov", theirs});
-        if (ourTimes.last() < 0 || theirTimes.last() < 0 || !isWhole(clip, ours) || !isWhole(clip, theirs))
+        double our = 0;
+        const auto measureOurs = [&] {
+            our = measure(application.applicationFilePath(), {"--record", server.url(), ours}, ours, seconds, leastBytes);
+        };
+        if (round % 2 == 0)
+            measureOurs();
+        const double their = measure("ffmpeg", copyArguments(server.url(), theirs), theirs, seconds, leastBytes);
+        if (round % 2 != 0)
+            measureOurs();
+        if (our < 0 || their < 0)
             return 2;
+        figures.ours.add(our);
+        figures.theirs.add(their);
+        figures.ratio.add(our / their);
     }
-    const double our = median(ourTimes);
-    const double their = median(theirTimes);
-    std::printf("%d s of 1280x720 at %d times its speed, median of %d rounds\n", seconds, speed, rounds);
-    std::printf("libvantor       %.3f s CPU, %.2f %% of a core a stream\n", our, our / seconds * 100);
-    std::printf("ffmpeg -c copy  %.3f s CPU, %.2f %% of a core a stream\n", their, their / seconds * 100);
-    std::printf("ratio           %.2f\n", our / their);
+    std::printf("live 1280x720, 25 a second, %d s each, median of %d paired rounds (lowest to highest)\n", seconds, rounds);
+    print("libvantor", figures.ours, 100, " % of a core");
+    print("ffmpeg -c copy", figures.theirs, 100, " % of a core");
+    print("ratio", figures.ratio, 1, "");
     return 0;
 }
