@@ -1,6 +1,7 @@
 #include "devnet/mediainput.h"
 
 #include "core_ffmpeg/ffmpegcompat.h"
+#include "devnet/hostlookup.h"
 
 #include <QFile>
 
@@ -20,9 +21,11 @@ constexpr int livePicturesForRate = 3;
 
 QString MediaInput::open(const MediaSourceAddress& address)
 {
-    limitWait(openMs);
     if (!allocate())
         return QStringLiteral("no memory");
+    if (address.kind == MediaSourceAddress::Url && !HostLookup::waitForAnswer(address.text, stop))
+        return errorText(AVERROR_EXIT);
+    limitWait(openMs);
     int error = openAddress(address);
     if (error == 0)
         error = avformat_find_stream_info(input.get(), nullptr);
@@ -43,8 +46,10 @@ int MediaInput::read(AVPacket* packet)
     return error;
 }
 
-QString MediaInput::errorText(int error)
+QString MediaInput::errorText(int error) const
 {
+    if (error == AVERROR_EXIT && !stop.isRequested())
+        return QStringLiteral("it does not answer any more");
     std::array<char, AV_ERROR_MAX_STRING_SIZE> text{};
     av_strerror(error, text.data(), text.size());
     return QString::fromUtf8(text.data());

@@ -22,7 +22,7 @@ public:
     /// The next packet of video() or audio(); otherwise an error of FFmpeg's.
     int read(AVPacket* packet);
 
-    static QString errorText(int error);
+    QString errorText(int error) const;
 
 private:
     static int isInterrupted(void* self);

@@ -70,7 +70,7 @@ QString MediaPass::run()
         error = input.read(packet.get());
     }
     finish();
-    return error == 0 || error == AVERROR_EOF ? QString() : MediaInput::errorText(error);
+    return error == 0 || error == AVERROR_EOF ? QString() : input.errorText(error);
 }
 
 void MediaPass::deliver(AVPacket* packet)

@@ -5,19 +5,36 @@ namespace {
 constexpr AVRational microseconds{1, 1000000};
 constexpr qint64 unknownDuration = 40000;
 
+/// Some inputs don't say when their first pictures are decoded until they know how pictures are reordered. Pictures are
+/// never reordered over more than this.
+constexpr int reorderLimit = 16;
+
 } // namespace
 
 PacketClock::PacketClock(const AVStream* ofPackets) : stream(ofPackets) {}
 
 qint64 PacketClock::timeOf(const AVPacket* packet)
 {
-    const qint64 decoded = packet->dts != AV_NOPTS_VALUE ? packet->dts : packet->pts;
-    if (!hasBegun && decoded != AV_NOPTS_VALUE && packet->pts != AV_NOPTS_VALUE)
-        delay = packet->pts - decoded;
-    const qint64 time = decoded != AV_NOPTS_VALUE ? toMicroseconds(decoded + delay) : next;
-    hasBegun = true;
+    const qint64 time = packet->dts != AV_NOPTS_VALUE ? decodedTime(packet) : shownTime(packet);
+    ++packets;
     next = time + durationOf(packet);
     return time;
+}
+
+qint64 PacketClock::decodedTime(const AVPacket* packet)
+{
+    const qint64 decoded = toMicroseconds(packet->dts);
+    if (!delay)
+        delay = (packets > 0 ? next : shownTime(packet)) - decoded;
+    return decoded + *delay;
+}
+
+qint64 PacketClock::shownTime(const AVPacket* packet) const
+{
+    const bool isReordered = packets > 0 && packets < reorderLimit;
+    if (packet->pts != AV_NOPTS_VALUE && !isReordered)
+        return toMicroseconds(packet->pts);
+    return packets > 0 || packet->dts == AV_NOPTS_VALUE ? next : toMicroseconds(packet->dts);
 }
 
 qint64 PacketClock::toMicroseconds(qint64 time) const { return av_rescale_q(time, stream->time_base, microseconds); }

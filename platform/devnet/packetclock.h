@@ -6,6 +6,8 @@ extern "C" {
 
 #include <QtGlobal>
 
+#include <optional>
+
 /// The times of the packets of one stream of an input, microseconds.
 ///
 /// Frames of devices have one time only and come in the order of decoding, so this is the time of decoding, later by as
@@ -21,11 +23,13 @@ public:
     qint64 end() const { return next; }
 
 private:
+    qint64 shownTime(const AVPacket* packet) const;
+    qint64 decodedTime(const AVPacket* packet);
     qint64 toMicroseconds(qint64 time) const;
     qint64 durationOf(const AVPacket* packet) const;
 
     const AVStream* const stream;
-    bool hasBegun = false;
-    qint64 delay = 0;
+    int packets = 0;
+    std::optional<qint64> delay; ///< known with the first packet that says when it is decoded
     qint64 next = 0;
 };

@@ -1,8 +1,17 @@
 #include "devnet/parametersets.h"
 
+#include <algorithm>
+
 namespace {
 
 std::size_t indexOf(AnnexB::UnitKind kind) { return static_cast<std::size_t>(kind); }
+
+/// A copy, once: some senders repeat sets within one frame.
+void add(std::vector<QByteArray>& sets, const QByteArray& set)
+{
+    if (std::find(sets.begin(), sets.end(), set) == sets.end())
+        sets.emplace_back(set.constData(), set.size());
+}
 
 bool isSet(AnnexB::UnitKind kind)
 {
@@ -17,7 +26,7 @@ void ParameterSets::learn(const QByteArray& stream)
     std::array<std::vector<QByteArray>, kindCount> found;
     for (const AnnexB::Unit& unit : AnnexB::split(stream, h265)) {
         if (isSet(unit.kind))
-            found.at(indexOf(unit.kind)).emplace_back(unit.bytes.constData(), unit.bytes.size());
+            add(found.at(indexOf(unit.kind)), unit.bytes);
     }
     for (std::size_t kind = 0; kind < kindCount; ++kind) {
         if (!found.at(kind).empty())
