@@ -39,8 +39,8 @@
  * Results: an integer result of -1 is a failure, any other a success. A failure of a decoder or an encoder is about the
  * one call, not about the handle. On failure, and when there is nothing to put out, output records are zero.
  *
- * The log level of FFmpeg, which does the work, is left to the host. What damaged streams make it say is told from its
- * level "debug" on.
+ * The log level of FFmpeg, which does the work, is left to the host. Most of what damaged streams make it say
+ * is told from its level "debug" on.
  */
 
 #ifdef __cplusplus

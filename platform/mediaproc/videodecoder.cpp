@@ -17,7 +17,7 @@ namespace {
 constexpr int longestEdge = 16384;
 constexpr int64_t mostPixels = 8192 * 8192;
 
-/// What a damaged stream makes FFmpeg say is told from its level "debug" on.
+/// Most of what a damaged stream makes FFmpeg say is told from its level "debug" on.
 constexpr int quieter = 32;
 
 constexpr AVRational milliseconds{1, 1000};

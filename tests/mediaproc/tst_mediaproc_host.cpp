@@ -50,7 +50,7 @@ private Q_SLOTS:
     void cProgram_isToldOfUnknownCodec();
     void library_leavesLogLevelToHost_data();
     void library_leavesLogLevelToHost();
-    void library_tellsOfDamageAtLevelDebugOnly();
+    void library_tellsOfDamage_fromLevelDebugOn();
 };
 
 void tst_MediaprocHost::cProgram_decodesVideo_data()
@@ -107,7 +107,7 @@ void tst_MediaprocHost::library_leavesLogLevelToHost()
     av_log_set_level(AV_LOG_INFO);
 }
 
-void tst_MediaprocHost::library_tellsOfDamageAtLevelDebugOnly()
+void tst_MediaprocHost::library_tellsOfDamage_fromLevelDebugOn()
 {
     QByteArray frame = VideoFrames::encode(VideoFrames::h264, size, 1, VideoFrames::plain(VideoFrames::h264));
     QVERIFY(frame.size() > 2000);
