@@ -10,6 +10,8 @@ public:
     /// live threads of devices can be served.
     static bool init();
 
-    /// To be called once before the application object is destroyed: ends all live threads of devices and waits for them.
+    /// To be called once before the application object is destroyed: ends all live threads of devices and waits for
+    /// them, serving their calls meanwhile. Called in a slot of a display widget's signal it does not wait; the rest
+    /// follows when the slot has returned.
     static void release();
 };

@@ -242,6 +242,10 @@ bool LiveVideoWidget::rejoinSet()
 void LiveVideoWidget::showStream(int index)
 {
     StreamRecord& record = streamRecords[index];
+    if (!record.inUse) { // opened by others alone; the end of its planes is this widget's business all the same
+        record.inUse = true;
+        connectBaseSignalSlots(index);
+    }
     videoThread = threadAt(index);
     isRunning = videoThread->isRunning();
     if (!record.isShown) {

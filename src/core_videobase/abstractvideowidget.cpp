@@ -23,6 +23,8 @@ constexpr int zoomPixmapSize = 20;
 const char zoomIcon[] = ":/primary/digital-zoom.svg";
 const char softwareDecoding[] = "none";
 
+int allQueuedCalls = 0; // of all widgets
+
 QPixmap loadZoomPixmap()
 {
     if (!QFile::exists(zoomIcon))
@@ -86,6 +88,8 @@ bool AbstractVideoWidget::getIsMinimized() const { return window()->isMinimized(
 
 bool AbstractVideoWidget::isInQueuedCall() const { return queuedCalls > 0; }
 
+bool AbstractVideoWidget::isAnyInQueuedCall() { return allQueuedCalls > 0; }
+
 bool AbstractVideoWidget::event(QEvent* event)
 {
     if (event->type() != QEvent::MetaCall)
@@ -94,7 +98,9 @@ bool AbstractVideoWidget::event(QEvent* event)
     // The slot that is called may delete this widget.
     const QPointer<AbstractVideoWidget> self(this);
     ++queuedCalls;
+    ++allQueuedCalls;
     const bool handled = QWidget::event(event);
+    --allQueuedCalls;
     if (self)
         --queuedCalls;
     return handled;

@@ -124,6 +124,9 @@ public:
     /// Whether the window that the widget is in is minimized.
     bool getIsMinimized() const;
 
+    /// Whether a slot of any display widget runs in a queued call, for which a video thread may be waiting.
+    static bool isAnyInQueuedCall();
+
 Q_SIGNALS:
     /// Level of the sound that is played, 0 to 1.
     void receiveLevel(double level);

@@ -294,5 +294,5 @@ private:
     std::unique_ptr<MessageGuard> messages;
 };
 
-QTEST_MAIN(TestDevLiveThrSet)
+QTEST_GUILESS_MAIN(TestDevLiveThrSet)
 #include "tst_devlivethrset.moc"

@@ -411,5 +411,5 @@ private:
     std::unique_ptr<MessageGuard> messages;
 };
 
-QTEST_MAIN(TestDevLiveThrSetManager)
+QTEST_GUILESS_MAIN(TestDevLiveThrSetManager)
 #include "tst_devlivethrsetmanager.moc"

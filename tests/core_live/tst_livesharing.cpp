@@ -186,6 +186,28 @@ private Q_SLOTS:
         QCOMPARE(device->count("enableMediaTransmit 0 1 true"), 1);
     }
 
+    /// The stream is not in the widget's mask: it shows what another one opened, and gives it up with it.
+    void streamOfOthers_isShown_andGivenUp()
+    {
+        const auto device = LiveBench::makeDevice();
+        LiveProbe opener;
+        QVERIFY(opener.init(device, 0, 2));
+        QVERIFY(opener.start());
+        LiveProbe widget;
+        widget.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&widget));
+        QVERIFY(widget.init(device, 0, 1));
+        QVERIFY(widget.start());
+        widget.playStart(1);
+        const QPoint inTopRight(300, 50);
+        QVERIFY(Screen::waitForColor(&widget, inTopRight, TestPicture::topRight(), colorTolerance));
+        const auto thread = threadOf(device, 1);
+        DevLiveThrSetManager::Instance()->releaseVideoThreadSet(device);
+        QTRY_VERIFY(thread->isFinished());
+        QVERIFY(!widget.getIsRunning());
+        QVERIFY(Screen::waitForColor(&widget, inTopRight, Qt::black, 2));
+    }
+
     void picture_moves_andGoesWhenItIsStopped_data()
     {
         QTest::addColumn<int>("videoMode");

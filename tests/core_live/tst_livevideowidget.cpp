@@ -449,7 +449,7 @@ void TestLiveVideoWidget::playStop_leavesTheOtherDisplay()
     QVERIFY(first.getIsRunning());
     first.stop();
     second.stop();
-    QVERIFY(thread->wait(limitMs)); // the counter goes first otherwise
+    QTRY_VERIFY(thread->isFinished()); // the counter goes first otherwise
 }
 
 void TestLiveVideoWidget::playStop_doesNothing_withoutAShownStream()
@@ -520,10 +520,10 @@ void TestLiveVideoWidget::stop_releasesTheSet_ofTheLastWidget()
     const auto device = LiveBench::makeDevice();
     LiveProbe widget;
     QVERIFY(widget.init(device, 0, allStreams));
+    QSignalSpy playing(&widget, &AbstractVideoWidget::sig_receivePlayStart);
     QVERIFY(widget.start());
-    widget.playStart(0);
     const auto threads = threadsOf(device);
-    QTRY_VERIFY(threads.at(0)->getIsOk() && threads.at(1)->getIsOk());
+    QTRY_COMPARE(playing.count(), 2); // nothing of theirs waits for the GUI thread from now on
     widget.stop();
     QVERIFY(!manager().getVideoThreadSet(device));
     QVERIFY(!widget.bound());
@@ -582,7 +582,7 @@ void TestLiveVideoWidget::stop_leavesTheSet_toItsRecordings()
     QTRY_VERIFY(!threads.at(0)->hasOpenFile());
     other.stop();
     QVERIFY(!manager().getVideoThreadSet(device));
-    QVERIFY(threads.at(0)->wait(limitMs));
+    QTRY_VERIFY(threads.at(0)->isFinished());
     QCOMPARE(QDir(folder.path()).entryList({"2*"}).size(), 1);
 }
 
@@ -977,7 +977,7 @@ void TestLiveVideoWidget::sound_isNotTaken_whenTheWidgetOnlyShows()
     QCOMPARE(player->played, 0);
     const auto thread = threadsOf(device).at(0);
     widget.stop();
-    QVERIFY(thread->wait(limitMs));
+    QTRY_VERIFY(thread->isFinished());
 }
 
 void TestLiveVideoWidget::talk_isPassedOn_unlessTheWidgetOnlyShows()

@@ -133,6 +133,32 @@ private Q_SLOTS:
         QVERIFY(ResourceCount::waitUntilNotAbove(before, 8)); // Mesa keeps its threads and the display connection
     }
 
+    /// The video thread waits for the very slot in which its end is asked for.
+    void release_mayBeCalled_inASlotOfAWidget()
+    {
+        const auto device = LiveBench::makeDevice();
+        for (int round = 0; round < 3; ++round) {
+            QVERIFY(Vantor::init());
+            LiveProbe widget;
+            QVERIFY(widget.init(device, 0, -1));
+            bool isReleased = false;
+            connect(&widget, &AbstractVideoWidget::sig_receivePlayStart, this, [&] {
+                Vantor::release();
+                if (round == 1)
+                    QTest::qWait(50); // the put-off rest comes while the slot still runs
+                isReleased = true;
+            });
+            QVERIFY(widget.start());
+            const PtrDevLiveThrSet set = DevLiveThrSetManager::Instance()->getVideoThreadSet(device);
+            const auto thread = set->getChannelThreads().first();
+            QTRY_VERIFY(isReleased);
+            if (round < 2)
+                QTRY_VERIFY(!isRunning());
+            QVERIFY(Vantor::init()); // finishes what is left of the end first
+            QVERIFY(thread->isFinished());
+        }
+    }
+
 private:
     std::unique_ptr<MessageGuard> messages;
 };

@@ -1,6 +1,7 @@
 #include "core_live/videothrmux/devlivethrsetmanager.h"
 
 #include "core_live/videothrmux/sharedthreads.h"
+#include "core_videobase/abstractvideowidget.h"
 
 #include <QCoreApplication>
 #include <QEvent>
@@ -20,6 +21,12 @@ QThread* guiThread()
 {
     const QCoreApplication* application = QCoreApplication::instance();
     return application ? application->thread() : nullptr;
+}
+
+/// Possibly, and waiting for the call to return.
+bool isCalledByVideoThread()
+{
+    return QThread::currentThread() == guiThread() && AbstractVideoWidget::isAnyInQueuedCall();
 }
 
 } // namespace
@@ -47,6 +54,8 @@ DevLiveThrSetManager::~DevLiveThrSetManager() { stop(); }
 
 bool DevLiveThrSetManager::start()
 {
+    if (stopPutOff)
+        stop();
     if (stopping)
         return false;
     if (worker.isRunning())
@@ -62,9 +71,27 @@ bool DevLiveThrSetManager::start()
 
 void DevLiveThrSetManager::stop()
 {
-    if (stopping.exchange(true)) // again, in a call that is served below
+    if (stopping.exchange(true) && !stopPutOff.exchange(false)) // again, in a call that is served below
         return;
     worker.quit();
+    if (isCalledByVideoThread())
+        putOffStop();
+    else
+        finishStop();
+}
+
+/// A thread that waits for this call to return can't be waited for in it.
+void DevLiveThrSetManager::putOffStop()
+{
+    stopPutOff = true;
+    QTimer::singleShot(pollMs, QCoreApplication::instance(), [this] {
+        if (stopPutOff)
+            stop();
+    });
+}
+
+void DevLiveThrSetManager::finishStop()
+{
     const bool servesCalls = QThread::currentThread() == guiThread();
     while (!worker.wait(waitStepMs)) {
         if (servesCalls)

@@ -31,8 +31,8 @@ public:
     bool start();
 
     /// Ends the worker, which tears all sets down, and waits for it. It keeps serving queued calls meanwhile, as
-    /// AbstractVideoThread::stopAndWait() does, so it must not be called in a slot that a video thread waits for.
-    /// start() may follow.
+    /// AbstractVideoThread::stopAndWait() does. In a slot of a display widget it does not wait, as a video thread may
+    /// be waiting for that slot: the rest follows when the slot has returned. start() may follow.
     void stop();
 
     bool isRunning() const;
@@ -52,6 +52,8 @@ private Q_SLOTS:
 private:
     DevLiveThrSetManager();
     static void stopWithApplication();
+    void putOffStop();
+    void finishStop();
     QHash<DevLiveThrSet*, PtrDevLiveThrSet> takeAllSets();
 
     static QScopedPointer<DevLiveThrSetManager> self;
@@ -60,6 +62,7 @@ private:
     QHash<XNetDevice*, PtrDevLiveThrSet> setsByDevice;
     QHash<DevLiveThrSet*, PtrDevLiveThrSet> allSets;
     std::atomic<bool> stopping{false};
+    std::atomic<bool> stopPutOff{false};
     QThread worker; // the manager lives in it while it runs
     QThread* idleThread = nullptr; // and in this one otherwise; constant after construction
 };

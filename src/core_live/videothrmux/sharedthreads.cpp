@@ -26,7 +26,8 @@ Pending& pending()
 /// Also where the thread that it lived in has ended, and nobody else can.
 bool mayBeDeletedHere(const AbstractVideoThread* thread)
 {
-    return !thread->thread() || thread->thread() == QThread::currentThread();
+    const QThread* home = thread->thread();
+    return !home || home->isFinished() || home == QThread::currentThread();
 }
 
 void endAndDelete(AbstractVideoThread* thread)
