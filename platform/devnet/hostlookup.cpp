@@ -58,3 +58,8 @@ bool HostLookup::waitForAnswer(const QString& address, const StopSignal& stop, c
     }
     return true;
 }
+
+bool HostLookup::waitForAnswer(const QString& address, const StopSignal& stop)
+{
+    return waitForAnswer(address, stop, [](const std::string& host) { resolve(host); });
+}

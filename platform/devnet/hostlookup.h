@@ -23,6 +23,9 @@ QString nameIn(const QString& address);
 
 /// Returns true when the resolver has answered, also when there was nothing to ask for; false when @p stop is requested
 /// first.
-bool waitForAnswer(const QString& address, const StopSignal& stop, const Resolver& resolver = resolve);
+bool waitForAnswer(const QString& address, const StopSignal& stop, const Resolver& resolver);
+
+/// With the resolver of the system.
+bool waitForAnswer(const QString& address, const StopSignal& stop);
 
 } // namespace HostLookup
