@@ -1,5 +1,6 @@
 #include "core_live/livevideowidget.h"
 
+#include "core_audio/devaudiothread.h"
 #include "core_live/videothrmux/devlivethrsetmanager.h"
 #include "core_video/deviceinterface.h"
 #include "core_videobase/abstractvideothread.h"
@@ -310,14 +311,18 @@ void LiveVideoWidget::snap(QString path, bool preview)
 
 void LiveVideoWidget::talkStart()
 {
-    if (audioPlayer && !getViewOnly())
-        QMetaObject::invokeMethod(audioPlayer.data(), "startTalk", Qt::QueuedConnection);
+    if (!audioPlayer || getViewOnly())
+        return;
+    showTalk(true);
+    QMetaObject::invokeMethod(audioPlayer.data(), "startTalk", Qt::QueuedConnection);
 }
 
 void LiveVideoWidget::talkStop()
 {
-    if (audioPlayer && !getViewOnly())
-        QMetaObject::invokeMethod(audioPlayer.data(), "stopTalk", Qt::QueuedConnection);
+    if (!audioPlayer || getViewOnly())
+        return;
+    showTalk(false);
+    QMetaObject::invokeMethod(audioPlayer.data(), "stopTalk", Qt::QueuedConnection);
 }
 
 bool LiveVideoWidget::isOpenStreamTimeout() const { return videoThread && videoThread->isOpenTimeout(); }
@@ -435,9 +440,21 @@ void LiveVideoWidget::closeEvent(QCloseEvent* event)
         AbstractVideoWidget::closeEvent(event);
 }
 
-void LiveVideoWidget::startAudioThread() { AbstractVideoWidget::startAudioThread(); }
+void LiveVideoWidget::startAudioThread()
+{
+    if (getViewOnly() || audioPlayer)
+        return;
+    auto* audioThread = new DevAudioThread;
+    audioThread->setDevice(device);
+    takeAudioThread(audioThread);
+    showTalk(false);
+}
 
-void LiveVideoWidget::stopAudioThread() { AbstractVideoWidget::stopAudioThread(); }
+void LiveVideoWidget::stopAudioThread()
+{
+    AbstractVideoWidget::stopAudioThread();
+    showTalk(false);
+}
 
 void LiveVideoWidget::connectBaseSignalSlots(int index)
 {

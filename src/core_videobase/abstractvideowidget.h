@@ -16,6 +16,7 @@
 #include <memory>
 
 class AbstractVideoThread;
+class AudioThread;
 class BannerWidget;
 class DigitalZoom;
 class OverlayLists;
@@ -176,7 +177,7 @@ public Q_SLOTS:
     virtual void talkStart();
     virtual void talkStop();
 
-    /// 0 to 100.
+    /// 0 to 100, on a logarithmic scale; kept for later starts.
     virtual void setVolume(int volume);
     virtual void setMuted(bool muted);
     /// Whether receiveLevel() is wanted.
@@ -211,6 +212,12 @@ protected:
     /// Creates and starts the audio player, unless the widget only shows.
     virtual void startAudioThread();
     virtual void stopAudioThread();
+
+    /// Starts @p audioThread, takes it over and sets it as the widget is set. For overrides of startAudioThread().
+    void takeAudioThread(AudioThread* audioThread);
+
+    /// Moves the talk button of the bar to the state "Talk" or "TalkMuted".
+    void showTalk(bool on);
 
     /// The state of the user's recording, for the banner bar.
     void setRecorderState(RecorderState state, const QString& file);
@@ -303,6 +310,8 @@ private:
     QPixmap zoomPixmap;
     QDateTime overlayTime; // the moment that the items on a cut layer show
     int saveInterval = -1; // seconds
+    int volume = -1; // 0 to 100, -1 unless set
+    bool calcLevel = false;
     RecorderState recorderState = RecorderIdle;
     QString recorderFile;
     bool nativePlaying = false; // others draw into the picture area

@@ -259,8 +259,6 @@ void AbstractVideoWidget::mouseReleaseEvent(QMouseEvent* event)
         QWidget::mouseReleaseEvent(event);
 }
 
-void AbstractVideoWidget::btnClicked(QString) { }
-
 void AbstractVideoWidget::enterEvent(QEvent* event)
 {
     QWidget::enterEvent(event);

@@ -1,5 +1,7 @@
 #include "core_videobase/abstractvideowidget.h"
 
+#include "core_audio/audiothread.h"
+#include "core_audio/retiredaudiothreads.h"
 #include "core_videobase/abstractvideothread.h"
 #include "core_videobase/bannerwidget.h"
 
@@ -43,9 +45,36 @@ void AbstractVideoWidget::talkStart() { }
 
 void AbstractVideoWidget::talkStop() { }
 
-void AbstractVideoWidget::startAudioThread() { }
+void AbstractVideoWidget::startAudioThread()
+{
+    if (!viewOnly && !audioPlayer)
+        takeAudioThread(new AudioThread);
+}
 
-void AbstractVideoWidget::stopAudioThread() { audioPlayer.reset(); }
+void AbstractVideoWidget::takeAudioThread(AudioThread* audioThread)
+{
+    constexpr auto automatic = Qt::ConnectionType(Qt::AutoConnection | Qt::UniqueConnection);
+    connect(audioThread, &AudioThread::receiveLevel, this, &AbstractVideoWidget::receiveLevel, automatic);
+    connect(audioThread, &AudioThread::sig_startTalkDeviceBusy, this, &AbstractVideoWidget::sig_startTalkDeviceBusy,
+            automatic);
+    connect(audioThread, &AudioThread::sig_startTalkError, this, &AbstractVideoWidget::sig_startTalkError, automatic);
+    const auto refuse = [this] { showTalk(false); };
+    connect(audioThread, &AudioThread::sig_startTalkDeviceBusy, this, refuse);
+    connect(audioThread, &AudioThread::sig_startTalkError, this, refuse);
+    audioPlayer = QSharedPointer<QObject>(audioThread, RetiredAudioThreads::take);
+    audioThread->setLevel(calcLevel);
+    audioThread->start();
+    if (volume >= 0)
+        callAudioPlayer("receiveVolume", Q_ARG(int, volume));
+    callAudioPlayer("receiveMuted", Q_ARG(bool, widgetPara.muted));
+}
+
+void AbstractVideoWidget::stopAudioThread()
+{
+    if (audioPlayer)
+        audioPlayer->disconnect(this);
+    audioPlayer.reset();
+}
 
 /// Queued, so that the work runs on the player's thread.
 template <typename... Arguments>
@@ -62,12 +91,43 @@ void AbstractVideoWidget::openAudioOutput(int sampleRate, int channelCount, int 
 
 void AbstractVideoWidget::playAudio(QByteArray samples) { callAudioPlayer("play", Q_ARG(QByteArray, samples)); }
 
-void AbstractVideoWidget::setVolume(int volume) { callAudioPlayer("receiveVolume", Q_ARG(int, volume)); }
+void AbstractVideoWidget::setVolume(int newVolume)
+{
+    volume = newVolume;
+    callAudioPlayer("receiveVolume", Q_ARG(int, newVolume));
+}
 
 void AbstractVideoWidget::setMuted(bool muted)
 {
     widgetPara.muted = muted;
+    bannerWidget->receiveMuted(muted);
     callAudioPlayer("receiveMuted", Q_ARG(bool, muted));
 }
 
-void AbstractVideoWidget::setCalcLevel(bool) { }
+void AbstractVideoWidget::setCalcLevel(bool wanted)
+{
+    calcLevel = wanted;
+    if (auto* audioThread = qobject_cast<AudioThread*>(audioPlayer.data()))
+        audioThread->setLevel(wanted);
+}
+
+void AbstractVideoWidget::showTalk(bool on)
+{
+    if (on)
+        bannerWidget->changeStatus("TalkMuted", "Talk", ":/primary/mic.svg");
+    else
+        bannerWidget->changeStatus("Talk", "TalkMuted", ":/primary/mic-close.svg");
+}
+
+/// The buttons of the bar do what they have come to show.
+void AbstractVideoWidget::btnClicked(QString btnName)
+{
+    if (btnName.endsWith("TalkMuted"))
+        talkStop();
+    else if (btnName.endsWith("btnTalk"))
+        talkStart();
+    else if (btnName.endsWith("btnMuted"))
+        setMuted(true);
+    else if (btnName.endsWith("btnSound"))
+        setMuted(false);
+}
