@@ -1,6 +1,7 @@
 #include "addressview.h"
 
 #include "core_videobase/abstractvideothread.h"
+#include "devicechannel.h"
 #include "source.h"
 
 namespace {
@@ -27,6 +28,8 @@ AddressView::~AddressView() { delete widget; }
 
 bool AddressView::start(const Source& source)
 {
+    if (DeviceChannel::isAddress(source.url)) // of a device that is not there
+        return false;
     widget->setUrl(source.url);
     widget->setTransport(source.transport);
     widget->setCaptureFormat(source.captureFormat.isEmpty() ? cameraFormat : source.captureFormat);
@@ -45,6 +48,16 @@ void AddressView::stop()
 
 // While the display still has its thread, that thread opens the source again.
 bool AddressView::isTryingAgain() const { return widget->shownThread(); }
+
+void AddressView::setAutoRecord(const QString& folder)
+{
+    widget->setAutoRecord(folder.isEmpty() ? folder : ownFolder(folder));
+}
+
+QString AddressView::ownFolder(const QString& folder) const
+{
+    return QString("%1/%2").arg(folder).arg(widget->getChannel(), 2, 10, QChar('0'));
+}
 
 bool AddressView::isRecording() const
 {

@@ -12,7 +12,7 @@ class AddressView : public CellView
     Q_OBJECT
 
 public:
-    /// @p number stands in the names of snapshots and recordings.
+    /// @p number, that of the cell, stands in the names of snapshots and recordings and names the recordings' folder.
     AddressView(int number, QWidget* cell);
     ~AddressView() override;
 
@@ -29,11 +29,14 @@ public:
     void pause() override { widget->pause(); }
     void resume() override { widget->resume(); }
 
-    void setAutoRecord(const QString& folder) override { widget->setAutoRecord(folder); }
-    void setSaveInterval(int seconds) override { widget->setSaveInterval(seconds); }
+    void setAutoRecord(const QString& folder) override;
+    void recordStart(const QString& folder) override { widget->recordStart(ownFolder(folder)); }
+    void recordStop() override { widget->recordStop(); }
     bool isRecording() const override;
+    void setSaveInterval(int seconds) override { widget->setSaveInterval(seconds); }
 
 private:
+    QString ownFolder(const QString& folder) const;
     void playStarted();
     void playFinished();
 

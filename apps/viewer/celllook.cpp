@@ -11,7 +11,7 @@ const QColor selectedColor("#22A3A9");
 
 QString text(const char* english) { return QCoreApplication::translate("CellLook", english); }
 
-BannerPara buttons()
+BannerPara buttons(bool hasStreams)
 {
     BannerPara para;
     para.margins = {8, 0, 6, 0};
@@ -20,12 +20,17 @@ BannerPara buttons()
     para.icons = QStringList{":/primary/close_volume.svg", ":/primary/mic.svg", ":/viewer/snapshot.svg",
                              ":/viewer/record.svg"};
     para.tips = QStringList{text("Sound"), text("Talk"), text("Snapshot"), text("Record H.264 or H.265")};
+    if (hasStreams) {
+        para.names.prepend("btnStream");
+        para.icons.prepend(":/viewer/stream.svg");
+        para.tips.prepend(text("Main or sub stream"));
+    }
     return para;
 }
 
 } // namespace
 
-void CellLook::apply(AbstractVideoWidget* display)
+void CellLook::apply(AbstractVideoWidget* display, bool hasStreams)
 {
     WidgetPara para = display->getWidgetPara();
     para.borderWidth = borderWidth;
@@ -37,7 +42,7 @@ void CellLook::apply(AbstractVideoWidget* display)
     para.showBanner = true;
     para.bannerSize = 28;
     para.bannerPosition = 1;
-    para.bannerPara = buttons();
+    para.bannerPara = buttons(hasStreams);
     display->setWidgetPara(para);
     display->setBannerBgColor("#1B2026");
     display->setBannerBgAlpha(255); // the text of the state lies below the bar

@@ -55,8 +55,7 @@ CellOsd::CellOsd(const QSize& cell, int margin, const QFont& family)
 
 void CellOsd::addText(Place place, const QString& text, const QColor& color)
 {
-    if (place != Centre)
-        addPlate(place, text);
+    addPlate(place, text);
     OsdInfo osd = item(place);
     osd.text = text;
     osd.color = color;

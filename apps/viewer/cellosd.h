@@ -6,8 +6,7 @@
 #include <QList>
 #include <QSize>
 
-/// Composes the on-screen items of a cell. Texts in a corner stand on dark plates, because a picture may have any
-/// colour.
+/// Composes the on-screen items of a cell. Texts stand on dark plates, because a picture may have any colour.
 class CellOsd
 {
 public:

@@ -1,7 +1,6 @@
 #include "cellrecorder.h"
 
 #include "cellview.h"
-#include "core_videobase/abstractvideowidget.h"
 #include "videocell.h"
 
 #include <QDir>
@@ -36,31 +35,37 @@ CellRecorder::CellRecorder(VideoCell* videoCell, const QString& manual, const QS
 {
     retryTimer.setSingleShot(true);
     retryTimer.setInterval(retryAfter);
-    connect(&retryTimer, &QTimer::timeout, this,
-            [this] { cell->view()->setAutoRecord(folderOfSource(automaticFolder)); });
+    connect(&retryTimer, &QTimer::timeout, this, [this] { cell->view()->setAutoRecord(automaticFolder); });
     connect(cell, &VideoCell::recorderStateChanged, this, &CellRecorder::follow);
 }
 
 void CellRecorder::toggle()
 {
     if (cell->isRecording()) {
-        cell->display()->recordStop();
+        cell->view()->recordStop();
         Q_EMIT message(tr("%1: recording is off").arg(cell->source().title()));
     } else if (cell->isPlaying()) {
-        manualFailed = false;
-        cell->display()->recordStart(folderOfSource(manualFolder));
-        Q_EMIT message(tr("%1: recording begins with the next key frame").arg(cell->source().title()));
+        start();
+        Q_EMIT message(tr("%1: recording is on").arg(cell->source().title()));
     } else {
         Q_EMIT message(tr("No recording: nothing is playing in cell %1").arg(cell->number()));
     }
     Q_EMIT changed();
 }
 
+void CellRecorder::start()
+{
+    manualFailed = false;
+    cell->view()->recordStart(manualFolder);
+}
+
+void CellRecorder::forget() { openFiles.clear(); }
+
 void CellRecorder::sourceStarts()
 {
     retryTimer.stop();
     automaticFails = false;
-    cell->view()->setAutoRecord(folderOfSource(automaticFolder));
+    cell->view()->setAutoRecord(automaticFolder);
 }
 
 void CellRecorder::follow(RecorderState state, const QString& file)
@@ -122,13 +127,6 @@ bool CellRecorder::takeOpen(const QString& file)
     return false;
 }
 
-QString CellRecorder::folderOfSource(const QString& folder) const
-{
-    if (folder.isEmpty())
-        return folder;
-    return QString("%1/%2").arg(folder).arg(cell->number(), 2, 10, QChar('0'));
-}
-
 bool CellRecorder::isAutomatic(const QString& file) const
 {
     // <folder>/<source>/<date>/live/<name>
@@ -145,7 +143,7 @@ void CellRecorder::switchOff(const QString& file)
 {
     if (!isAutomatic(file)) {
         manualFailed = true;
-        cell->display()->recordStop();
+        cell->view()->recordStop();
         return;
     }
     automaticFails = true;

@@ -9,10 +9,6 @@
 class VideoCell;
 
 /// Records what a cell plays: when the user wants it, and everything where a folder for that is set.
-///
-/// The recordings of a source have a folder of their own, because a file that is being written is named by its time
-/// alone: <folder>/<number of the cell> for an address, <folder>/<device, channel, stream> for a stream of a device,
-/// which several cells may share.
 class CellRecorder : public QObject
 {
     Q_OBJECT
@@ -23,6 +19,12 @@ public:
 
     /// Starts or stops recording for the user.
     void toggle();
+
+    /// Records for the user.
+    void start();
+
+    /// The source is left to other cells, and its open files with it.
+    void forget();
 
     /// A new source begins; that the one before could not be recorded counts no more.
     void sourceStarts();
@@ -43,7 +45,6 @@ private:
     void finished(const QString& file);
     void failed(const QString& file);
     bool takeOpen(const QString& file);
-    QString folderOfSource(const QString& folder) const;
     bool isAutomatic(const QString& file) const;
     bool isAfterFailure(const QString& file) const;
     void switchOff(const QString& file);

@@ -17,6 +17,8 @@ QString cellStateText(CellState state)
         return text("Connecting…");
     case CellState::NoAnswer:
         return text("Cannot be opened, trying again…");
+    case CellState::Refused:
+        return text("Too many connections, trying again…");
     case CellState::Playing:
         return text("Playing");
     case CellState::Paused:
@@ -40,6 +42,7 @@ QColor cellStateColor(CellState state)
     case CellState::Paused:
         return "#F2C14E";
     case CellState::NoAnswer:
+    case CellState::Refused:
     case CellState::Lost:
     case CellState::Failed:
         return "#FF6B5E";

@@ -40,23 +40,43 @@ public:
     virtual void resume() { }
     /// @}
 
+    /// @name Channels of devices, which have several streams and somebody to talk to
+    /// @{
+    virtual int streamCount() const { return 0; }
+    virtual int stream() const { return 0; }
+    virtual bool canTalk() const { return false; }
+
+    /// Whether another cell shows the same stream, so that it goes on without this one, and so do its recordings.
+    virtual bool isShared() const { return false; }
+    /// @}
+
     /// @name Recording
+    /// Every source has a folder of its own below the one that is given, because a file that is being written is named
+    /// by its time alone.
     /// @{
 
-    /// Folder below which everything that plays is recorded, also after later starts; empty for none.
+    /// Where everything that plays is recorded, also after later starts; empty for nowhere.
     virtual void setAutoRecord(const QString& folder) = 0;
 
-    /// Length of one file of either kind of recording in seconds, -1 for unlimited.
-    virtual void setSaveInterval(int seconds) = 0;
+    /// Records what plays for the user.
+    virtual void recordStart(const QString& folder) = 0;
+    virtual void recordStop() = 0;
 
     /// Whether the user wants a recording of what plays.
     virtual bool isRecording() const = 0;
+
+    /// Length of one file of either kind of recording in seconds, -1 for unlimited.
+    virtual void setSaveInterval(int seconds) = 0;
     /// @}
 
 Q_SIGNALS:
     void stateChanged(CellState state);
     void positionChanged(qint64 milliseconds);
     void durationChanged();
+
+    /// The source is to be started again, because another stream of it fits better now.
+    void restartWanted();
+    void talkFailed(const QString& reason);
 
     /// As AbstractVideoThread::recorderStateChanged(); the end of a file also comes after stop().
     void recorderStateChanged(const RecorderState& state, const QString& file);

@@ -24,6 +24,7 @@ public:
 private:
     bool readAll();
     bool readSources();
+    bool readDevices();
     bool readGrid();
     bool readTransport();
     bool readMode();

@@ -3,6 +3,7 @@
 #include "mainwindow.h"
 #include "theme.h"
 #include "timedrun.h"
+#include "vantor.h"
 
 #include <QApplication>
 #include <QLoggingCategory>
@@ -18,6 +19,7 @@ void print(FILE* stream, const QString& text) { std::fputs(qPrintable(text), str
 
 void nameApplication()
 {
+    QCoreApplication::setOrganizationName("vantor");
     QCoreApplication::setApplicationName("vantor-viewer");
     QCoreApplication::setApplicationVersion(VANTOR_VIEWER_VERSION);
 }
@@ -38,11 +40,32 @@ void setUpLog(bool debug)
 {
     AbstractVideoThread::debugInfo = debug;
     if (!debug)
-        QLoggingCategory::setFilterRules("vantor.*.info=false");
+        QLoggingCategory::setFilterRules("vantor.*.debug=false\nvantor.*.info=false");
 }
+
+// The live threads of devices end before the application does.
+class LiveStreams
+{
+public:
+    LiveStreams()
+        : running(Vantor::init())
+    {
+    }
+    ~LiveStreams() { Vantor::release(); }
+    LiveStreams(const LiveStreams&) = delete;
+    LiveStreams& operator=(const LiveStreams&) = delete;
+
+    bool isRunning() const { return running; }
+
+private:
+    const bool running;
+};
 
 int showWindow(QApplication& application, const ViewerOptions& options)
 {
+    const LiveStreams liveStreams;
+    if (!liveStreams.isRunning())
+        qFatal("live streams of devices can't be served");
     MainWindow window(options);
     window.show();
     std::unique_ptr<TimedRun> run;

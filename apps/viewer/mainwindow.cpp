@@ -1,6 +1,10 @@
 #include "mainwindow.h"
 
+#include "cellview.h"
 #include "core_videobase/abstractvideowidget.h"
+#include "devicepanel.h"
+#include "devices.h"
+#include "devicetree.h"
 #include "playbackbar.h"
 #include "qttoolkit/quihelper.h"
 #include "snapshots.h"
@@ -13,6 +17,9 @@
 #include <QFileDialog>
 #include <QLabel>
 #include <QMenu>
+#include <QMessageBox>
+#include <QSettings>
+#include <QSplitter>
 #include <QStatusBar>
 #include <QToolBar>
 #include <QToolButton>
@@ -22,12 +29,16 @@ namespace {
 constexpr QSize normalSize{1280, 860};
 constexpr int statusTime = 8000; // milliseconds
 constexpr qint64 jumpTime = 5000; // milliseconds
+constexpr int normalPanelWidth = 220;
+const char panelWidthKey[] = "devices/width";
 } // namespace
 
 MainWindow::MainWindow(const ViewerOptions& options, QWidget* parent)
     : QMainWindow(parent)
     , transport(options.transport)
-    , videoGrid(new VideoGrid(options, this))
+    , devices(new Devices(options.devices, this))
+    , videoGrid(new VideoGrid(*devices, options, this))
+    , devicePanel(new DevicePanel(*devices, this))
     , playbackBar(new PlaybackBar(this))
     , snapshotTaker(new Snapshots(options.snapshotFolder, this))
 {
@@ -37,9 +48,16 @@ MainWindow::MainWindow(const ViewerOptions& options, QWidget* parent)
     makeCentre();
     makeToolBar();
     makeStatusBar();
+    makeDevicePanel(options.showDevices);
     connectGrid();
     selectCell(videoGrid->selectedCell());
     videoGrid->setSources(options.sources);
+    if (!options.sources.isEmpty())
+        return;
+    QList<Source> channels;
+    for (const QString& name : devices->names())
+        channels.append(devices->channels(name));
+    videoGrid->setSources(channels);
 }
 
 void MainWindow::makeCentre()
@@ -50,7 +68,26 @@ void MainWindow::makeCentre()
     box->setSpacing(0);
     box->addWidget(videoGrid, 1);
     box->addWidget(playbackBar);
-    setCentralWidget(centre);
+
+    splitter = new QSplitter(this);
+    splitter->addWidget(devicePanel);
+    splitter->addWidget(centre);
+    splitter->setStretchFactor(1, 1);
+    splitter->setChildrenCollapsible(false);
+    splitter->setHandleWidth(3);
+    setCentralWidget(splitter);
+}
+
+void MainWindow::makeDevicePanel(bool isShown)
+{
+    const int panelWidth = QSettings().value(panelWidthKey, normalPanelWidth).toInt();
+    splitter->setSizes({panelWidth, width() - panelWidth});
+    connect(splitter, &QSplitter::splitterMoved, this,
+            [this] { QSettings().setValue(panelWidthKey, devicePanel->width()); });
+    connect(devicePanel, &DevicePanel::opened, videoGrid, &VideoGrid::open);
+    connect(devicePanel, &DevicePanel::fileWanted, this, &MainWindow::openDeviceFile);
+    devicePanel->setVisible(isShown);
+    devicesAction->setChecked(isShown);
 }
 
 void MainWindow::makeToolBar()
@@ -61,10 +98,15 @@ void MainWindow::makeToolBar()
     toolBar->setContextMenuPolicy(Qt::PreventContextMenu);
     toolBar->setIconSize({20, 20});
 
+    devicesAction = addAction("devices", tr("Devices"), "devices", tr("Ctrl+D"));
+    devicesAction->setCheckable(true);
+    connect(devicesAction, &QAction::triggered, this, &MainWindow::showDevices);
     connect(addAction("open", tr("Open file…"), "open", QKeySequence::Open), &QAction::triggered, this,
             &MainWindow::openFile);
     connect(addAction("sources", tr("Sources…"), "sources", tr("Ctrl+L")), &QAction::triggered, this,
             &MainWindow::editSources);
+    connect(addAction("openDevice", tr("Open device file…"), "opendevice", tr("Ctrl+Shift+O")), &QAction::triggered, this,
+            &MainWindow::openDeviceFile);
     toolBar->addSeparator();
     makeGridActions();
     toolBar->addSeparator();
@@ -105,11 +147,14 @@ void MainWindow::makeCellActions()
     muteAction = addAction("sound", tr("Sound"), "sound", QKeySequence(Qt::Key_M));
     muteAction->setCheckable(true);
     connect(muteAction, &QAction::triggered, this, [this] { videoGrid->selectedCell()->toggleMuted(); });
+    streamAction = addAction("stream", tr("Main or sub stream"), "stream", QKeySequence(Qt::Key_T));
+    streamAction->setCheckable(true);
+    connect(streamAction, &QAction::triggered, this, [this] { videoGrid->selectedCell()->switchStream(); });
     QAction* restart = addAction("restart", tr("Start again"), "restart", QKeySequence(Qt::Key_F5));
     connect(restart, &QAction::triggered, this, [this] { videoGrid->selectedCell()->play(); });
     QAction* remove = addAction("close", tr("Close source"), "close", QKeySequence::Delete);
     connect(remove, &QAction::triggered, this, &MainWindow::closeSource);
-    cellActions = {snapshotAction, recordAction, zoomAction, muteAction, restart, remove};
+    cellActions = {snapshotAction, recordAction, zoomAction, muteAction, streamAction, restart, remove};
 }
 
 void MainWindow::makeWindowActions()
@@ -191,6 +236,8 @@ void MainWindow::refresh()
     zoomAction->setEnabled(cell->isPlaying());
     zoomAction->setChecked(cell->display()->isDigitalZoom());
     muteAction->setChecked(!cell->isMuted());
+    streamAction->setEnabled(cell->view()->streamCount() > 1);
+    streamAction->setChecked(cell->view()->streamCount() > 1 && cell->view()->stream() == 0);
     enlargeAction->setChecked(videoGrid->isEnlarged());
     for (QAction* action : gridActions->actions())
         action->setChecked(action->data().toInt() == videoGrid->cellCount());
@@ -208,9 +255,25 @@ void MainWindow::showMenu(const QPoint& globalPosition)
     auto* menu = new QMenu(this);
     menu->setAttribute(Qt::WA_DeleteOnClose);
     menu->addActions(cellActions);
+    if (videoGrid->selectedCell()->view()->streamCount() > 1)
+        menu->insertMenu(streamAction, makeStreamMenu(menu));
     menu->addSeparator();
     menu->addActions({enlargeAction, fullScreenAction});
     menu->popup(globalPosition);
+}
+
+QMenu* MainWindow::makeStreamMenu(QWidget* parent)
+{
+    VideoCell* cell = videoGrid->selectedCell();
+    const int chosen = DeviceChannel::parse(cell->source().url).stream;
+    auto* menu = new QMenu(tr("Stream"), parent);
+    for (int stream = DeviceChannel::any; stream < cell->view()->streamCount(); ++stream) {
+        const QString text = stream == DeviceChannel::any ? tr("as fits the cell") : DeviceChannel::streamName(stream);
+        QAction* action = menu->addAction(text, cell, [cell, stream] { cell->setStream(stream); });
+        action->setCheckable(true);
+        action->setChecked(stream == chosen);
+    }
+    return menu;
 }
 
 void MainWindow::openFile()
@@ -225,6 +288,37 @@ void MainWindow::openFile()
     sources[index] = Source();
     sources[index].url = file;
     applySources(sources);
+}
+
+void MainWindow::openDeviceFile()
+{
+    const QString file = QFileDialog::getOpenFileName(this, tr("Choose a device file"), {}, tr("Devices (*.json)"));
+    if (!file.isEmpty())
+        openDevice(file);
+}
+
+void MainWindow::openDevice(const QString& file)
+{
+    QString error;
+    const QString name = devices->openFile(file, &error);
+    if (name.isEmpty()) {
+        auto* box = new QMessageBox(QMessageBox::Warning, tr("Device file"), error, QMessageBox::Ok, this);
+        box->setAttribute(Qt::WA_DeleteOnClose);
+        box->open();
+        return;
+    }
+    showDevices(true);
+    showStatus(tr("%1: %n channel(s)", nullptr, devices->find(name)->getChannelCount()).arg(name));
+}
+
+void MainWindow::showDevices(bool shown)
+{
+    devicePanel->setVisible(shown);
+    devicesAction->setChecked(shown);
+    if (shown)
+        devicePanel->setFocus();
+    else
+        videoGrid->selectedCell()->setFocus();
 }
 
 void MainWindow::editSources()

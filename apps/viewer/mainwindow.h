@@ -5,16 +5,20 @@
 
 #include <QMainWindow>
 
+class DevicePanel;
+class Devices;
 class PlaybackBar;
 class QAction;
 class QActionGroup;
 class QLabel;
+class QMenu;
+class QSplitter;
 class QToolBar;
 class Snapshots;
 class VideoCell;
 class VideoGrid;
 
-/// The viewer's window: the grid with the tool bar above it, the playback bar and the status bar below.
+/// The viewer's window: the devices beside the grid, the tool bar above, the playback bar and the status bar below.
 class MainWindow : public QMainWindow
 {
     Q_OBJECT
@@ -25,6 +29,9 @@ public:
     VideoGrid* grid() const { return videoGrid; }
     Snapshots* snapshots() const { return snapshotTaker; }
 
+    /// Adds the device that a JSON file describes, or says what is wrong with the file.
+    void openDevice(const QString& file);
+
 protected:
     /// Ends everything that plays before the window goes.
     void closeEvent(QCloseEvent* event) override;
@@ -32,6 +39,7 @@ protected:
 
 private:
     void makeCentre();
+    void makeDevicePanel(bool isShown);
     void makeToolBar();
     void makeGridActions();
     void makeCellActions();
@@ -44,7 +52,10 @@ private:
     void refresh();
     void showStatus(const QString& text);
     void showMenu(const QPoint& globalPosition);
+    QMenu* makeStreamMenu(QWidget* parent);
     void openFile();
+    void openDeviceFile();
+    void showDevices(bool shown);
     void editSources();
     void applySources(const QList<Source>& sources);
     void chooseSnapshotFolder();
@@ -54,11 +65,16 @@ private:
     void closeSource();
 
     const QString transport; // of sources that are opened later on
-    VideoGrid* videoGrid; // children
+    Devices* devices; // children
+    VideoGrid* videoGrid;
+    DevicePanel* devicePanel;
+    QSplitter* splitter = nullptr;
     PlaybackBar* playbackBar;
     Snapshots* snapshotTaker;
     QToolBar* toolBar = nullptr;
     QActionGroup* gridActions = nullptr;
+    QAction* devicesAction = nullptr;
+    QAction* streamAction = nullptr;
     QAction* enlargeAction = nullptr;
     QAction* zoomAction = nullptr;
     QAction* fullScreenAction = nullptr;

@@ -4,29 +4,22 @@
 #include "celllook.h"
 #include "cellosd.h"
 #include "cellrecorder.h"
+#include "channelview.h"
 #include "core_videobase/bannerwidget.h"
-#include "vieweroptions.h"
+#include "devices.h"
 
 #include <QContextMenuEvent>
 #include <QDropEvent>
 #include <QMimeData>
 
-VideoCell::VideoCell(int number, const ViewerOptions& options, QWidget* parent)
+VideoCell::VideoCell(int number, const Devices& known, const ViewerOptions& wanted, QWidget* parent)
     : QWidget(parent)
     , cellNumber(number)
-    , shownView(new AddressView(number, this))
+    , devices(known)
+    , options(wanted)
     , recorder(new CellRecorder(this, options.recordingFolder, options.autoRecordFolder))
 {
-    AbstractVideoWidget* widget = display();
-    VideoPara para = widget->getVideoPara();
-    para.hardware = options.hardware;
-    para.readTimeout = options.readTimeout;
-    para.connectTimeout = options.connectTimeout;
-    widget->setVideoPara(para);
-    widget->setVideoMode(options.mode);
-    shownView->setSaveInterval(options.recordInterval);
-    setUp(shownView);
-    setFocusProxy(widget);
+    showView(viewFor({}));
     connect(recorder, &CellRecorder::message, this, &VideoCell::message);
     connect(recorder, &CellRecorder::changed, this, [this] {
         showOsd();
@@ -38,29 +31,79 @@ VideoCell::VideoCell(int number, const ViewerOptions& options, QWidget* parent)
 // A view reports the end of what it plays, which nobody here wants to hear any more.
 VideoCell::~VideoCell()
 {
-    shownView->disconnect(this);
-    delete shownView;
+    for (CellView* view : qAsConst(views)) {
+        view->disconnect(this);
+        view->display()->disconnect(this);
+        view->display()->removeEventFilter(this);
+    }
+    qDeleteAll(views);
 }
 
 AbstractVideoWidget* VideoCell::display() const { return shownView->display(); }
 
+CellView* VideoCell::viewFor(const Source& source)
+{
+    constexpr int forAddresses = 0;
+    const auto device = devices.find(DeviceChannel::parse(source.url).device);
+    CellView*& view = views[device ? int(device->getStreamProtocol()) : forAddresses];
+    if (view)
+        return view;
+    if (device)
+        view = new ChannelView(device->getStreamProtocol(), devices, this);
+    else
+        view = new AddressView(cellNumber, this);
+    setUp(view);
+    return view;
+}
+
 void VideoCell::setUp(CellView* view)
 {
     AbstractVideoWidget* widget = view->display();
-    CellLook::apply(widget);
+    widget->hide();
+    CellLook::apply(widget, view->canTalk());
+    VideoPara para = widget->getVideoPara();
+    para.hardware = options.hardware;
+    para.readTimeout = options.readTimeout;
+    para.connectTimeout = options.connectTimeout;
+    widget->setVideoPara(para);
+    widget->setVideoMode(options.mode);
+    view->setSaveInterval(options.recordInterval);
+
     widget->installEventFilter(this);
     connect(widget, &AbstractVideoWidget::sig_btnClicked, this, &VideoCell::pressButton);
     connect(widget, &AbstractVideoWidget::sig_fileDrag, this, &VideoCell::dropped);
     connect(widget, &AbstractVideoWidget::snapImage, this, &VideoCell::snapImage);
-    connect(view, &CellView::stateChanged, this, &VideoCell::setState);
+    connect(view, &CellView::stateChanged, this, [this, view](CellState state) {
+        if (view == shownView)
+            setState(state);
+    });
+    connect(view, &CellView::restartWanted, this, &VideoCell::restart);
+    connect(view, &CellView::talkFailed, this, &VideoCell::endTalk);
     connect(view, &CellView::positionChanged, this, &VideoCell::positionChanged);
     connect(view, &CellView::durationChanged, this, &VideoCell::durationChanged);
     connect(view, &CellView::recorderStateChanged, this, &VideoCell::recorderStateChanged);
 }
 
+void VideoCell::showView(CellView* view)
+{
+    if (view == shownView)
+        return;
+    const bool hadFocus = hasFocus();
+    if (shownView)
+        display()->hide();
+    shownView = view;
+    setFocusProxy(display());
+    CellLook::setSelected(display(), isSelected);
+    display()->setGeometry(rect());
+    display()->show();
+    if (hadFocus)
+        display()->setFocus();
+}
+
 void VideoCell::setSource(const Source& source)
 {
     stop();
+    showView(viewFor(source));
     shownSource = source;
     setState(source.isEmpty() ? CellState::Empty : CellState::Stopped);
 }
@@ -79,6 +122,8 @@ void VideoCell::play()
 
 void VideoCell::stop()
 {
+    if (shownView->isShared())
+        recorder->forget();
     shownView->stop();
     if (currentState != CellState::Empty)
         setState(CellState::Stopped);
@@ -97,12 +142,40 @@ void VideoCell::togglePause()
     }
 }
 
+void VideoCell::setStream(int stream)
+{
+    DeviceChannel channel = DeviceChannel::parse(shownSource.url);
+    if (!channel.isValid())
+        return;
+    channel.stream = stream;
+    shownSource.url = channel.address();
+    restart();
+}
+
+void VideoCell::switchStream()
+{
+    if (shownView->streamCount() > 1)
+        setStream((shownView->stream() + 1) % shownView->streamCount());
+}
+
+void VideoCell::restart()
+{
+    const bool wasRecording = isRecording();
+    play();
+    if (wasRecording)
+        recorder->start();
+}
+
 QString VideoCell::description() const
 {
     return tr("%1  %2 — %3").arg(cellNumber).arg(shownSource.title(), cellStateText(currentState));
 }
 
-void VideoCell::setSelected(bool selected) { CellLook::setSelected(display(), selected); }
+void VideoCell::setSelected(bool selected)
+{
+    isSelected = selected;
+    CellLook::setSelected(display(), selected);
+}
 
 void VideoCell::toggleRecording() { recorder->toggle(); }
 
@@ -123,7 +196,11 @@ void VideoCell::switchSound(bool on)
 void VideoCell::pressButton(const QString& name)
 {
     if (name.endsWith("TalkMuted"))
-        refuseTalk();
+        switchTalk(true);
+    else if (name.endsWith("Talk"))
+        switchTalk(false);
+    else if (name.endsWith("Stream"))
+        switchStream();
     else if (name.endsWith("Muted"))
         switchSound(false);
     else if (name.endsWith("Sound"))
@@ -134,11 +211,21 @@ void VideoCell::pressButton(const QString& name)
         toggleRecording();
 }
 
-// An address has nobody to talk to; the button goes back to where it was.
-void VideoCell::refuseTalk()
+void VideoCell::switchTalk(bool on)
+{
+    if (!shownView->canTalk())
+        endTalk(tr("%1 has no talk-back; only devices do").arg(shownSource.title()));
+    else if (on)
+        display()->talkStart();
+    else
+        display()->talkStop();
+}
+
+// The button goes back to where it was.
+void VideoCell::endTalk(const QString& reason)
 {
     banner()->changeStatus("TalkMuted", "Talk", ":/primary/mic.svg");
-    Q_EMIT message(tr("%1 has no talk-back; only devices do").arg(shownSource.title()));
+    Q_EMIT message(reason);
 }
 
 bool VideoCell::eventFilter(QObject* watched, QEvent* event)
@@ -205,7 +292,7 @@ void VideoCell::showOsd()
         osd.addRecordingMark();
     // Out of the way while there is a picture, in the middle of the cell when there is none.
     if (isPlaying())
-        osd.addText(CellOsd::BottomLeft, "● " + cellStateText(currentState), cellStateColor(currentState));
+        osd.addText(CellOsd::BottomLeft, shortStateText(), cellStateColor(currentState));
     else
         osd.addText(CellOsd::Centre, longStateText(), cellStateColor(currentState));
 
@@ -214,10 +301,18 @@ void VideoCell::showOsd()
         display()->appendOsd(item);
 }
 
+QString VideoCell::shortStateText() const
+{
+    const QString text = "● " + cellStateText(currentState);
+    if (!isPlaying() || shownView->streamCount() < 2)
+        return text;
+    return tr("%1 · %2 stream").arg(text, DeviceChannel::streamName(shownView->stream()));
+}
+
 QString VideoCell::longStateText() const
 {
     if (currentState == CellState::Empty)
-        return tr("No source\nDrop a file or an address here");
+        return tr("No source\nDrop a channel, a file or an address here");
     if (currentState == CellState::Lost && shownView->isTryingAgain())
         return tr("Connection lost, trying again…");
     const QString address = fontMetrics().elidedText(shownSource.shownUrl(), Qt::ElideMiddle, width() / 2);
@@ -227,7 +322,7 @@ QString VideoCell::longStateText() const
 void VideoCell::updateBanner()
 {
     banner()->receiveMuted(isMuted());
-    banner()->showInfo("● " + cellStateText(currentState));
+    banner()->showInfo(shortStateText());
 }
 
 BannerWidget* VideoCell::banner() const { return display()->findChild<BannerWidget*>("bannerWidget"); }

@@ -3,14 +3,16 @@
 #include "cellstate.h"
 #include "core_videobase/videotypes.h"
 #include "source.h"
+#include "vieweroptions.h"
 
+#include <QMap>
 #include <QWidget>
 
 class AbstractVideoWidget;
 class BannerWidget;
 class CellRecorder;
 class CellView;
-struct ViewerOptions;
+class Devices;
 
 /// One cell of the grid: shows a source, its name, a clock and how it is doing.
 ///
@@ -22,7 +24,7 @@ class VideoCell : public QWidget
 
 public:
     /// @p number counts from 1; it stands before the name and in the names of snapshots.
-    VideoCell(int number, const ViewerOptions& options, QWidget* parent = nullptr);
+    VideoCell(int number, const Devices& devices, const ViewerOptions& options, QWidget* parent = nullptr);
     ~VideoCell() override;
 
     int number() const { return cellNumber; }
@@ -44,6 +46,13 @@ public:
 
     CellState state() const { return currentState; }
     bool isPlaying() const { return currentState == CellState::Playing || currentState == CellState::Paused; }
+
+    /// Shows another stream of a channel, DeviceChannel::any for the one that fits the size of the cell. A recording of
+    /// the user goes on with that one.
+    void setStream(int stream);
+
+    /// The next stream of the channel; after the last one comes the first.
+    void switchStream();
 
     /// Number, name and state in one line.
     QString description() const;
@@ -82,19 +91,31 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
+    CellView* viewFor(const Source& source);
     void setUp(CellView* view);
+    void showView(CellView* view);
+    void restart();
     void setState(CellState state);
     void showOsd();
+    QString shortStateText() const;
     QString longStateText() const;
     void updateBanner();
     void pressButton(const QString& name);
     void switchSound(bool on);
-    void refuseTalk();
+    void switchTalk(bool on);
+    void endTalk(const QString& reason);
     bool takeDrop(const QDropEvent* event);
     BannerWidget* banner() const;
 
     const int cellNumber;
-    CellView* shownView = nullptr; ///< child
+    const Devices& devices;
+    const ViewerOptions options;
+
+    /// Children by the protocol of the devices that they show, 0 for the one that shows addresses. They are kept,
+    /// because what a view played before may still be ending.
+    QMap<int, CellView*> views;
+    CellView* shownView = nullptr; ///< one of them
+    bool isSelected = false;
     CellRecorder* const recorder; ///< child
     Source shownSource;
     CellState currentState = CellState::Empty;

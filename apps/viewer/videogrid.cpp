@@ -1,5 +1,6 @@
 #include "videogrid.h"
 
+#include "devices.h"
 #include "videocell.h"
 #include "vieweroptions.h"
 
@@ -11,8 +12,9 @@ namespace {
 constexpr int gap = 3; // pixels between cells
 }
 
-VideoGrid::VideoGrid(const ViewerOptions& options, QWidget* parent)
+VideoGrid::VideoGrid(const Devices& known, const ViewerOptions& options, QWidget* parent)
     : QWidget(parent)
+    , devices(known)
     , shownCells(options.cellCount)
     , transport(options.transport)
 {
@@ -30,7 +32,7 @@ VideoGrid::~VideoGrid()
 
 void VideoGrid::addCell(const ViewerOptions& options)
 {
-    auto* cell = new VideoCell(cells.size() + 1, options, this);
+    auto* cell = new VideoCell(cells.size() + 1, devices, options, this);
     cell->hide();
     cells.append(cell);
 
@@ -95,10 +97,13 @@ void VideoGrid::select(VideoCell* cell)
 {
     if (cell == selection)
         return;
+    const bool hadFocus = selection && selection->hasFocus();
     if (selection)
         selection->setSelected(false);
     selection = cell;
     selection->setSelected(true);
+    if (hadFocus)
+        selection->setFocus();
     if (enlarged)
         layOut();
     Q_EMIT selectionChanged(cell);
@@ -131,6 +136,12 @@ void VideoGrid::resizeEvent(QResizeEvent* event)
     layOut();
 }
 
+void VideoGrid::showEvent(QShowEvent* event)
+{
+    QWidget::showEvent(event);
+    startShownCells();
+}
+
 void VideoGrid::layOut()
 {
     const int columns = enlarged ? 1 : int(std::lround(std::sqrt(shownCells)));
@@ -151,18 +162,69 @@ void VideoGrid::layOut()
 
 void VideoGrid::startShownCells()
 {
+    if (!isVisible()) // which stream of a channel fits is known when the cells have their sizes
+        return;
     for (int i = 0; i < shownCells; ++i) {
         if (cells.at(i)->state() == CellState::Stopped)
             cells.at(i)->play();
     }
 }
 
+void VideoGrid::open(const QString& address)
+{
+    const DeviceChannel channel = DeviceChannel::parse(address);
+    if (channel.isWholeDevice())
+        playChannels(0, channel.device);
+    else
+        play(cellForNext(), address);
+}
+
+VideoCell* VideoGrid::cellForNext() const
+{
+    const int first = cells.indexOf(selection);
+    for (int i = 0; i < shownCells; ++i) {
+        VideoCell* cell = cells.at((first + i) % shownCells);
+        if (cell->state() == CellState::Empty)
+            return cell;
+    }
+    return selection;
+}
+
 void VideoGrid::play(VideoCell* cell, const QString& address)
 {
+    const DeviceChannel channel = DeviceChannel::parse(address);
+    if (channel.isWholeDevice()) {
+        playChannels(cells.indexOf(cell), channel.device);
+        return;
+    }
+    cell->setSource(sourceOf(address));
+    cell->play();
+    select(cell);
+}
+
+// The grid grows to as many cells as that takes.
+void VideoGrid::playChannels(int firstCell, const QString& device)
+{
+    const QList<Source> channels = devices.channels(device).mid(0, mostCells);
+    const int first = qMin(firstCell, mostCells - channels.size());
+    for (int i = 0; i < channels.size(); ++i)
+        cells.at(first + i)->setSource(channels.at(i));
+    int count = shownCells;
+    for (int side = 1; count < first + channels.size(); ++side)
+        count = side * side;
+    if (count != shownCells || enlarged)
+        setCellCount(count);
+    startShownCells();
+    select(cells.at(first));
+}
+
+Source VideoGrid::sourceOf(const QString& address) const
+{
+    const DeviceChannel channel = DeviceChannel::parse(address);
+    if (channel.isValid())
+        return devices.channel(channel);
     Source source;
     source.url = address;
     source.transport = transport;
-    cell->setSource(source);
-    cell->play();
-    select(cell);
+    return source;
 }

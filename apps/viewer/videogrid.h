@@ -5,12 +5,14 @@
 #include <QVector>
 #include <QWidget>
 
+class Devices;
 class VideoCell;
 struct ViewerOptions;
 
 /// 1, 4, 9 or 16 cells side by side, one of them selected, and one of them enlarged over the others if wanted.
 ///
-/// All 16 cells exist from the beginning and keep their sources; those that are not in the grid do not play.
+/// All 16 cells exist from the beginning and keep their sources; those that are not in the grid do not play, and nothing
+/// does before the grid is seen for the first time.
 class VideoGrid : public QWidget
 {
     Q_OBJECT
@@ -18,7 +20,8 @@ class VideoGrid : public QWidget
 public:
     static constexpr int mostCells = 16;
 
-    explicit VideoGrid(const ViewerOptions& options, QWidget* parent = nullptr);
+    /// @p devices must outlive the grid.
+    VideoGrid(const Devices& devices, const ViewerOptions& options, QWidget* parent = nullptr);
     ~VideoGrid() override;
 
     /// Gives the cells their sources in order; those whose source stays the same play on. The rest are emptied.
@@ -39,6 +42,10 @@ public Q_SLOTS:
     void setCellCount(int count);
     void select(VideoCell* cell);
 
+    /// Shows an address in the selected cell if that is empty, else in the next empty one, else in the selected one. The
+    /// channels of a whole device fill the grid from its first cell on.
+    void open(const QString& address);
+
     /// Selects the next cell, or the one before.
     void selectNext(int step);
 
@@ -57,13 +64,18 @@ Q_SIGNALS:
 
 protected:
     void resizeEvent(QResizeEvent* event) override;
+    void showEvent(QShowEvent* event) override;
 
 private:
     void addCell(const ViewerOptions& options);
     void layOut();
     void startShownCells();
+    VideoCell* cellForNext() const;
     void play(VideoCell* cell, const QString& address);
+    void playChannels(int firstCell, const QString& device);
+    Source sourceOf(const QString& address) const;
 
+    const Devices& devices;
     QVector<VideoCell*> cells; // children
     int shownCells;
     VideoCell* selection = nullptr;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core_videobase/videotypes.h"
+#include "devnet/mediadeviceconfig.h"
 #include "source.h"
 
 #include <QString>
@@ -8,8 +9,10 @@
 /// What the command line asks for.
 struct ViewerOptions
 {
-    QList<Source> sources; ///< 16 at most
+    QVector<MediaDeviceConfig> devices; ///< that can be shown
+    QList<Source> sources; ///< 16 at most; none for the channels of the devices
     int cellCount = 4; ///< 1, 4, 9 or 16
+    bool showDevices = true; ///< the list of devices is seen at the beginning
     QString transport{"tcp"}; ///< of sources that are opened later on
     QString captureFormat; ///< of sources that are opened later on
     VideoMode mode = VideoMode_Opengl;

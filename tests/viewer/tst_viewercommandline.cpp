@@ -1,9 +1,11 @@
 #include "commandline.h"
+#include "devicechannel.h"
 #include "support/messageguard.h"
 
 #include <QDir>
 #include <QProcess>
 #include <QStandardPaths>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <memory>
@@ -40,6 +42,14 @@ private:
         return list;
     }
 
+    static QString write(const QTemporaryDir& folder, const QString& name, const char* text)
+    {
+        QFile file(folder.filePath(name));
+        if (!file.open(QIODevice::WriteOnly) || file.write(text) < 0)
+            qWarning() << file.errorString();
+        return file.fileName();
+    }
+
     std::unique_ptr<MessageGuard> guard;
 
 private Q_SLOTS:
@@ -49,9 +59,10 @@ private Q_SLOTS:
     void options_areTheDefaults_whenNothingIsGiven()
     {
         const ViewerOptions read = options({});
-        QCOMPARE(read.sources.size(), 4);
-        for (const Source& source : read.sources)
-            QCOMPARE(source.captureFormat, QString("lavfi"));
+        QCOMPARE(read.sources.size(), 0);
+        QCOMPARE(read.devices.size(), 1);
+        QVERIFY(read.devices.first() == MediaDeviceConfig::builtIn());
+        QVERIFY(read.showDevices);
         QCOMPARE(read.cellCount, 4);
         QCOMPARE(read.mode, VideoMode_Opengl);
         QCOMPARE(read.hardware, QString("none"));
@@ -135,6 +146,40 @@ private Q_SLOTS:
         QCOMPARE(options(addresses(sources)).cellCount, cells);
     }
 
+    void devices_areReadFromTheirFiles()
+    {
+        const QTemporaryDir folder;
+        const QString one = write(folder, "one.json", R"({"alias": "One", "channels": [{"sources": ["test:"]}]})");
+        const QString two = write(folder, "two.json", R"({"channels": [{"sources": ["a.mp4"]}, {"sources": ["test:"]}]})");
+        const ViewerOptions read = options({"--devices", one, "--devices", two});
+        QCOMPARE(read.devices.size(), 2);
+        QCOMPARE(read.devices.first().alias, QString("One"));
+        QCOMPARE(read.devices.last().channels.first().sources, QStringList{folder.filePath("a.mp4")});
+        QCOMPARE(read.cellCount, 4); // for three channels
+        QVERIFY(read.showDevices);
+    }
+
+    void devices_areListedOnlyOnRequest_whenThereAreAddresses()
+    {
+        QVERIFY(!options({"film.mp4"}).showDevices);
+        QCOMPARE(options({"film.mp4"}).cellCount, 1);
+        const QTemporaryDir folder;
+        const QString file = write(folder, "one.json", R"({"channels": [{"sources": ["test:"]}]})");
+        const ViewerOptions read = options({"--devices", file, "device:Device/1/sub"});
+        QVERIFY(read.showDevices);
+        QCOMPARE(read.sources.first().url, QString("device:Device/1/sub"));
+    }
+
+    void parse_saysWhatIsWrong_withADeviceFile()
+    {
+        const QTemporaryDir folder;
+        const QString file = write(folder, "bad.json", R"({"channels": [{"source": "test:"}]})");
+        const QString said = message({"--devices", file}, CommandLine::Outcome::Error);
+        QVERIFY2(said.startsWith("vantor-viewer: " + file + ": channels[0]: unknown key \"source\""), qPrintable(said));
+        const QString missing = message({"--devices", folder.filePath("no.json")}, CommandLine::Outcome::Error);
+        QVERIFY2(missing.startsWith("vantor-viewer: " + folder.filePath("no.json") + ": "), qPrintable(missing));
+    }
+
     void parse_says_whatIsWrong_data()
     {
         QTest::addColumn<QStringList>("arguments");
@@ -194,10 +239,52 @@ private Q_SLOTS:
         QCOMPARE(viewer.exitCode(), 0);
         const QString help = QString::fromLocal8Bit(viewer.readAllStandardOutput());
         for (const char* option :
-             {"--grid", "--transport", "--mode", "--hardware", "--read-timeout", "--connect-timeout", "--snapshots",
+             {"--devices", "--grid", "--transport", "--mode", "--hardware", "--read-timeout", "--connect-timeout", "--snapshots",
               "--record", "--recordings", "--record-interval",
               "--screenshot", "--seconds", "--capture-format", "--debug"})
             QVERIFY2(help.contains(option), option);
+    }
+
+    void channel_isReadFromItsAddress_data()
+    {
+        QTest::addColumn<QString>("address");
+        QTest::addColumn<QString>("device");
+        QTest::addColumn<int>("channel");
+        QTest::addColumn<int>("stream");
+        QTest::newRow("device") << "device:Office" << "Office" << -1 << -1;
+        QTest::newRow("channel") << "device:Office/2" << "Office" << 1 << -1;
+        QTest::newRow("main") << "device:Office/1/main" << "Office" << 0 << 0;
+        QTest::newRow("sub") << "device:Office/16/sub" << "Office" << 15 << 1;
+        QTest::newRow("third") << "device:Office/1/3" << "Office" << 0 << 2;
+        QTest::newRow("odd name") << "device:大门%2F100%25/3" << "大门/100%" << 2 << -1;
+    }
+
+    void channel_isReadFromItsAddress()
+    {
+        QFETCH(QString, address);
+        const DeviceChannel channel = DeviceChannel::parse(address);
+        QVERIFY(channel.isValid());
+        QTEST(channel.device, "device");
+        QTEST(channel.channel, "channel");
+        QTEST(channel.stream, "stream");
+        QCOMPARE(channel.isWholeDevice(), channel.channel < 0);
+        QCOMPARE(channel.address(), address);
+    }
+
+    void channel_isInvalid_whenTheAddressIsNone()
+    {
+        for (const char* address : {"rtsp://host/1", "", "device:", "device:Office/0", "device:Office/-1", "device:Office/x",
+                                    "device:Office/1/third", "device:Office/1/main/2", "device:Office/"})
+            QVERIFY2(!DeviceChannel::parse(address).isValid(), address);
+    }
+
+    void source_isNamedAfterItsChannel_whenItHasNoName()
+    {
+        Source source;
+        source.url = "device:Office/2/sub";
+        QCOMPARE(source.title(), QString("Office 2"));
+        source.name = "Gate";
+        QCOMPARE(source.title(), QString("Gate"));
     }
 
     void source_showsNoPassword()

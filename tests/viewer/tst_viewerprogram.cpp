@@ -49,9 +49,9 @@ private:
     }
 
     /// The inner part of a cell, without the texts in its corners.
-    static QRect innerCell(int columns, int index)
+    static QRect innerCell(int columns, int index, int panelWidth = 0)
     {
-        const QRect grid(0, 42, 1280, 756);
+        const QRect grid(panelWidth, 42, 1280 - panelWidth, 756);
         const QSize cell(grid.width() / columns, grid.height() / columns);
         const QRect all(grid.topLeft() + QPoint(index % columns * cell.width(), index / columns * cell.height()), cell);
         return all.adjusted(cell.width() / 8, cell.height() / 6, -cell.width() / 8, -cell.height() / 6);
@@ -67,6 +67,7 @@ private:
         return colors.size();
     }
 
+    static constexpr int panelWidth = 223; // of the devices, with the handle beside it
     static constexpr int tolerance = 72; // the OpenGL renderer leaves limited-range pictures a little pale
 
     QTemporaryDir folder;
@@ -75,20 +76,40 @@ private Q_SLOTS:
     void initTestCase()
     {
         QVERIFY(folder.isValid());
+        qputenv("XDG_CONFIG_HOME", folder.filePath("config").toLocal8Bit());
         QVERIFY(QFileInfo::exists(Clips::h264AacMp4()));
     }
 
     void program_showsFourMovingPictures_whenStartedWithoutArguments()
     {
-        const Run seen = run({}, 5);
+        const Run seen = run({}, 6);
         QCOMPARE(seen.exitCode, 0);
         QCOMPARE(seen.screenshot.size(), seen.early.size());
         for (int i = 0; i < 4; ++i) {
-            const QRect cell = innerCell(2, i);
+            const QRect cell = innerCell(2, i, panelWidth);
             const QImage before = seen.early.copy(cell).convertToFormat(QImage::Format_RGB32);
             const QImage after = seen.screenshot.copy(cell).convertToFormat(QImage::Format_RGB32);
             QVERIFY2(colorCount(after) >= 6, qPrintable(QString("cell %1 shows no picture").arg(i)));
             QVERIFY2(before != after, qPrintable(QString("cell %1 stands still").arg(i)));
+        }
+    }
+
+    void program_showsTheChannelsOfAFile_whenGivenADevice()
+    {
+        QFile file(folder.filePath("device.json"));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(QString(R"({"alias": "Clips", "channels": [{"sources": ["%1"]}, {"sources": ["%1"]}]})")
+                       .arg(Clips::h264AacMp4())
+                       .toUtf8());
+        file.close();
+        const Run seen = run({"--devices", file.fileName()}, 5);
+        QCOMPARE(seen.exitCode, 0);
+        QVERIFY2(!seen.errors.contains("vantor."), qPrintable(seen.errors));
+        for (int i = 0; i < 2; ++i) {
+            const QImage cell = seen.screenshot.copy(innerCell(2, i, panelWidth));
+            QVERIFY2(Screen::isNear(cell.pixelColor(cell.width() / 4, cell.height() / 10), TestPicture::topLeft(),
+                                    tolerance),
+                     qPrintable(QString("cell %1").arg(i)));
         }
     }
 
