@@ -31,12 +31,15 @@ H264_SDP_PAY = (f"{H264} option-string=repeat-headers=0 ! video/x-h264,stream-fo
                 "! rtph264pay name=pay0 pt=96 config-interval=0")
 TONE = "audiotestsrc is-live=true freq=440 volume=0.5 samplesperbuffer={samples} ! audio/x-raw,rate={rate},channels={channels}"
 PCMA = TONE.format(samples=320, rate=8000, channels=1) + " ! alawenc ! rtppcmapay name={pay} pt=8"
+PCMU_1K = (TONE.format(samples=320, rate=8000, channels=1).replace("freq=440", "freq=1000")
+           + " ! mulawenc ! rtppcmupay name=pay1 pt=0")
 AAC = (TONE.format(samples=1024, rate=16000, channels=1)
        + " ! avenc_aac bitrate=32000 ! aacparse ! rtpmp4gpay name=pay1 pt=97")
 
 MOUNTS = {
     "/h264": H264_PAY,
     "/h264_pcma": H264_PAY + " " + PCMA.format(pay="pay1"),
+    "/h264_pcmu": H264_PAY + " " + PCMU_1K,
     "/h264_aac": H264_PAY + " " + AAC,
     "/h265": H265_PAY,
     "/audio": PCMA.format(pay="pay0"),
