@@ -29,6 +29,7 @@ public:
     void pause() override { widget->pause(); }
     void resume() override { widget->resume(); }
 
+    void snap(const QString& folder) override { widget->snap(folder, true); }
     void setAutoRecord(const QString& folder) override;
     void recordStart(const QString& folder) override { widget->recordStart(ownFolder(folder)); }
     void recordStop() override { widget->recordStop(); }

@@ -50,6 +50,9 @@ public:
     virtual bool isShared() const { return false; }
     /// @}
 
+    /// Writes the next picture below @p folder; AbstractVideoWidget::snapImage() of the display tells where.
+    virtual void snap(const QString& folder) = 0;
+
     /// @name Recording
     /// Every source has a folder of its own below the one that is given, because a file that is being written is named
     /// by its time alone.

@@ -131,8 +131,8 @@ void ChannelView::leave(AbstractVideoThread* thread)
     }
     for (const auto type : recordTypes)
         thread->recordStop(type);
-    // While other streams of the device are shown the display lets this one go on, ready to be shown again. Devices have
-    // few connections to give, so here it does not go on for long.
+    // While other streams of the device are shown the display lets this one go on, ready to be shown again. Devices
+    // have few connections to give, so here it does not go on for long.
     QTimer::singleShot(unusedTime, thread, [thread] {
         if (thread->referenceCount() < 1)
             thread->stop();
@@ -175,13 +175,11 @@ void ChannelView::setSaveInterval(int seconds)
         thread->setSaveInterval(AbstractVideoThread::AUTO_RECORD, seconds);
 }
 
-// One for all cells that show the stream.
+// One for all cells that show the stream. The channels of two devices have the same numbers in their files.
 QString ChannelView::ownFolder(const QString& folder) const
 {
-    QString name = QString("%1-%2-%3")
-                       .arg(shown.device)
-                       .arg(shown.channel + 1)
-                       .arg(DeviceChannel::streamName(shown.stream));
+    QString name
+        = QString("%1-%2-%3").arg(shown.device).arg(shown.channel + 1).arg(DeviceChannel::streamName(shown.stream));
     return folder + '/' + name.replace(QRegularExpression("[\\\\/:*?\"<>|]"), "_");
 }
 

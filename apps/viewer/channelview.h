@@ -32,6 +32,7 @@ public:
     int stream() const override { return shown.stream; }
 
     bool isShared() const override;
+    void snap(const QString& folder) override { widget->snap(ownFolder(folder), true); }
     void setAutoRecord(const QString& folder) override;
     void recordStart(const QString& folder) override;
     void recordStop() override { widget->recordStop(); }

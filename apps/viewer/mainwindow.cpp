@@ -105,8 +105,8 @@ void MainWindow::makeToolBar()
             &MainWindow::openFile);
     connect(addAction("sources", tr("Sources…"), "sources", tr("Ctrl+L")), &QAction::triggered, this,
             &MainWindow::editSources);
-    connect(addAction("openDevice", tr("Open device file…"), "opendevice", tr("Ctrl+Shift+O")), &QAction::triggered, this,
-            &MainWindow::openDeviceFile);
+    connect(addAction("openDevice", tr("Open device file…"), "opendevice", tr("Ctrl+Shift+O")), &QAction::triggered,
+            this, &MainWindow::openDeviceFile);
     toolBar->addSeparator();
     makeGridActions();
     toolBar->addSeparator();

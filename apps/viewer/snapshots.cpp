@@ -1,6 +1,6 @@
 #include "snapshots.h"
 
-#include "core_videobase/abstractvideowidget.h"
+#include "cellview.h"
 #include "videocell.h"
 
 #include <QDir>
@@ -38,7 +38,7 @@ void Snapshots::take(VideoCell* cell)
         image.isNull() ? missed(cell) : written(cell, file); // the picture is what could be read back
     });
     timer->start(patience);
-    cell->display()->snap(path, true);
+    cell->view()->snap(path);
 }
 
 void Snapshots::written(VideoCell* cell, const QString& file)

@@ -11,8 +11,8 @@ struct ViewerOptions;
 
 /// 1, 4, 9 or 16 cells side by side, one of them selected, and one of them enlarged over the others if wanted.
 ///
-/// All 16 cells exist from the beginning and keep their sources; those that are not in the grid do not play, and nothing
-/// does before the grid is seen for the first time.
+/// All 16 cells exist from the beginning and keep their sources; those that are not in the grid do not play, and
+/// nothing does before the grid is seen for the first time.
 class VideoGrid : public QWidget
 {
     Q_OBJECT
@@ -42,8 +42,8 @@ public Q_SLOTS:
     void setCellCount(int count);
     void select(VideoCell* cell);
 
-    /// Shows an address in the selected cell if that is empty, else in the next empty one, else in the selected one. The
-    /// channels of a whole device fill the grid from its first cell on.
+    /// Shows an address in the selected cell if that is empty, else in the next empty one, else in the selected one.
+    /// The channels of a whole device fill the grid from its first cell on.
     void open(const QString& address);
 
     /// Selects the next cell, or the one before.

@@ -78,34 +78,13 @@ private Q_SLOTS:
 
     void options_areRead_whenAllAreGiven()
     {
-        const ViewerOptions read = options({"--grid",
-                                            "9",
-                                            "--transport",
-                                            "udp",
-                                            "--mode",
-                                            "image",
-                                            "--hardware",
-                                            "vaapi",
-                                            "--read-timeout",
-                                            "0",
-                                            "--connect-timeout",
-                                            "700",
-                                            "--snapshots",
-                                            "/tmp/s",
-                                            "--recordings",
-                                            "/tmp/r",
-                                            "--record",
-                                            "/tmp/all",
-                                            "--record-interval",
-                                            "60",
-                                            "--screenshot",
-                                            "/tmp/a.png",
-                                            "--seconds",
-                                            "2",
-                                            "--capture-format",
-                                            "v4l2",
-                                            "--debug",
-                                            "video0|1280x720|25",
+        const ViewerOptions read = options({"--grid",           "9",          "--transport",       "udp",
+                                            "--mode",           "image",      "--hardware",        "vaapi",
+                                            "--read-timeout",   "0",          "--connect-timeout", "700",
+                                            "--snapshots",      "/tmp/s",     "--recordings",      "/tmp/r",
+                                            "--record",         "/tmp/all",   "--record-interval", "60",
+                                            "--screenshot",     "/tmp/a.png", "--seconds",         "2",
+                                            "--capture-format", "v4l2",       "--debug",           "video0|1280x720|25",
                                             "rtsp://a/b"});
         QCOMPARE(read.cellCount, 9);
         QCOMPARE(read.transport, QString("udp"));
@@ -150,7 +129,8 @@ private Q_SLOTS:
     {
         const QTemporaryDir folder;
         const QString one = write(folder, "one.json", R"({"alias": "One", "channels": [{"sources": ["test:"]}]})");
-        const QString two = write(folder, "two.json", R"({"channels": [{"sources": ["a.mp4"]}, {"sources": ["test:"]}]})");
+        const QString two
+            = write(folder, "two.json", R"({"channels": [{"sources": ["a.mp4"]}, {"sources": ["test:"]}]})");
         const ViewerOptions read = options({"--devices", one, "--devices", two});
         QCOMPARE(read.devices.size(), 2);
         QCOMPARE(read.devices.first().alias, QString("One"));
@@ -195,12 +175,14 @@ private Q_SLOTS:
         QTest::newRow("no name") << QStringList{"--screenshot", "", "--seconds", "2"} << "needs the name of a file";
         QTest::newRow("record") << QStringList{"--record", ""} << "--record needs the name of a folder";
         QTest::newRow("recordings") << QStringList{"--recordings", ""} << "--recordings needs the name of a folder";
-        QTest::newRow("interval") << QStringList{"--record-interval", "0"} << "--record-interval must be a whole number";
+        QTest::newRow("interval") << QStringList{"--record-interval", "0"}
+                                  << "--record-interval must be a whole number";
         QTest::newRow("one folder") << QStringList{"--record", "a/../b", "--recordings", QDir::current().filePath("b/")}
                                     << "--record and --recordings must be different";
-        QTest::newRow("default folder")
-            << QStringList{"--record", QStandardPaths::writableLocation(QStandardPaths::MoviesLocation) + "/vantor"}
-            << "--record and --recordings must be different";
+        QTest::newRow("default folder") << QStringList{"--record",
+                                                       QStandardPaths::writableLocation(QStandardPaths::MoviesLocation)
+                                                           + "/vantor"}
+                                        << "--record and --recordings must be different";
         QTest::newRow("unknown") << QStringList{"--colour", "red"} << "colour";
         QTest::newRow("no value") << QStringList{"--grid"} << "grid";
         QTest::newRow("too many") << addresses(17) << "17 addresses are more than the 16 cells";
@@ -238,10 +220,9 @@ private Q_SLOTS:
         QVERIFY(viewer.waitForFinished(20000));
         QCOMPARE(viewer.exitCode(), 0);
         const QString help = QString::fromLocal8Bit(viewer.readAllStandardOutput());
-        for (const char* option :
-             {"--devices", "--grid", "--transport", "--mode", "--hardware", "--read-timeout", "--connect-timeout", "--snapshots",
-              "--record", "--recordings", "--record-interval",
-              "--screenshot", "--seconds", "--capture-format", "--debug"})
+        for (const char* option : {"--devices", "--grid", "--transport", "--mode", "--hardware", "--read-timeout",
+                                   "--connect-timeout", "--snapshots", "--record", "--recordings", "--record-interval",
+                                   "--screenshot", "--seconds", "--capture-format", "--debug"})
             QVERIFY2(help.contains(option), option);
     }
 
@@ -251,12 +232,18 @@ private Q_SLOTS:
         QTest::addColumn<QString>("device");
         QTest::addColumn<int>("channel");
         QTest::addColumn<int>("stream");
-        QTest::newRow("device") << "device:Office" << "Office" << -1 << -1;
-        QTest::newRow("channel") << "device:Office/2" << "Office" << 1 << -1;
-        QTest::newRow("main") << "device:Office/1/main" << "Office" << 0 << 0;
-        QTest::newRow("sub") << "device:Office/16/sub" << "Office" << 15 << 1;
-        QTest::newRow("third") << "device:Office/1/3" << "Office" << 0 << 2;
-        QTest::newRow("odd name") << "device:大门%2F100%25/3" << "大门/100%" << 2 << -1;
+        QTest::newRow("device") << "device:Office"
+                                << "Office" << -1 << -1;
+        QTest::newRow("channel") << "device:Office/2"
+                                 << "Office" << 1 << -1;
+        QTest::newRow("main") << "device:Office/1/main"
+                              << "Office" << 0 << 0;
+        QTest::newRow("sub") << "device:Office/16/sub"
+                             << "Office" << 15 << 1;
+        QTest::newRow("third") << "device:Office/1/3"
+                               << "Office" << 0 << 2;
+        QTest::newRow("odd name") << "device:大门%2F100%25/3"
+                                  << "大门/100%" << 2 << -1;
     }
 
     void channel_isReadFromItsAddress()
@@ -273,8 +260,9 @@ private Q_SLOTS:
 
     void channel_isInvalid_whenTheAddressIsNone()
     {
-        for (const char* address : {"rtsp://host/1", "", "device:", "device:Office/0", "device:Office/-1", "device:Office/x",
-                                    "device:Office/1/third", "device:Office/1/main/2", "device:Office/"})
+        for (const char* address :
+             {"rtsp://host/1", "", "device:", "device:Office/0", "device:Office/-1", "device:Office/x",
+              "device:Office/1/third", "device:Office/1/main/2", "device:Office/"})
             QVERIFY2(!DeviceChannel::parse(address).isValid(), address);
     }
 

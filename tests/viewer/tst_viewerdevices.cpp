@@ -492,12 +492,23 @@ private Q_SLOTS:
         waitForPlaying(cell(2));
     }
 
+    void cell_saysWhenAStreamIsLostAndComesBack_data()
+    {
+        QTest::addColumn<int>("protocol");
+        QTest::newRow("first family") << int(XTransportProtocol_Rta);
+        QTest::newRow("second family") << int(XTransportProtocol_Mbe);
+        QTest::newRow("RTSP") << int(XTransportProtocol_Rtsp);
+    }
+
     void cell_saysWhenAStreamIsLostAndComesBack()
     {
+        QFETCH(int, protocol);
         guard->allow(".*");
         RtspServer server;
         QVERIFY(server.start());
-        ViewerOptions wanted = options(device("Camera", {{server.url("h264")}}), 1);
+        MediaDeviceConfig camera = device("Camera", {{server.url("h264")}});
+        camera.protocol = XTransportProtocol(protocol);
+        ViewerOptions wanted = options(camera, 1);
         wanted.readTimeout = 1200;
         show(wanted);
         waitForPlaying(cell(0));
@@ -529,7 +540,7 @@ private Q_SLOTS:
         QTest::keyClick(window.get(), Qt::Key_S);
         QTRY_VERIFY_WITH_TIMEOUT(statusText().startsWith("Snapshot: "), 5000);
         QCOMPARE(files("snapshots").size(), 1);
-        QVERIFY(files("snapshots").first().endsWith("_0.jpg"));
+        QVERIFY(files("snapshots/Built-in test device-1-sub").first().endsWith("_0.jpg"));
         QCOMPARE(QImage(files("snapshots").first()).size(), QSize(640, 360));
 
         QTest::keyClick(window.get(), Qt::Key_R);
