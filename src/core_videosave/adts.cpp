@@ -6,6 +6,7 @@
 namespace {
 constexpr int headerBytes = 7;
 constexpr int lowComplexity = 2;
+constexpr int mostChannels = 7; // the highest configuration
 constexpr std::array<int, 13> sampleRates{96000, 88200, 64000, 48000, 44100, 32000, 24000,
                                           22050, 16000, 12000, 11025, 8000,  7350};
 
@@ -33,7 +34,7 @@ QVector<QByteArray> Adts::split(const uint8_t* data, int size)
 QByteArray Adts::audioSpecificConfig(int sampleRate, int channels)
 {
     const auto found = std::find(sampleRates.begin(), sampleRates.end(), sampleRate);
-    if (found == sampleRates.end())
+    if (found == sampleRates.end() || channels > mostChannels)
         return {};
     const int index = static_cast<int>(found - sampleRates.begin());
     const int bits = lowComplexity << 11 | index << 7 | channels << 3;

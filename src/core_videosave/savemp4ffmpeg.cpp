@@ -16,6 +16,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <climits>
 #include <cstddef>
 #include <cstring>
 #include <deque>
@@ -24,6 +25,7 @@
 #include <vector>
 
 extern "C" {
+#include <libavutil/common.h>
 #include <libavutil/mathematics.h>
 }
 
@@ -367,7 +369,9 @@ bool SaveMp4FFmpeg::addAudioStream()
     AVCodecParameters* parameters = stream->codecpar;
     parameters->sample_rate = audioPara.sampleRate;
     setFrontChannels(parameters, audioPara.channels);
-    parameters->bit_rate = static_cast<int64_t>(audioPara.bitWidth) * audioPara.channels * audioPara.sampleRate;
+    // Damaged headers of frames may say anything.
+    const int64_t bitsAtOnce = qMin<int64_t>(static_cast<int64_t>(audioPara.bitWidth) * audioPara.channels, INT_MAX);
+    parameters->bit_rate = bitsAtOnce * audioPara.sampleRate;
     parameters->frame_size = outputFrameSize;
     writer->audioIndex = stream->index;
     // Known before the first sound comes, so that pictures needn't wait for it.
@@ -573,12 +577,13 @@ void SaveMp4FFmpeg::writeFiltered(AVPacket* packet, const char* pattern)
     if (av_bsf_receive_packet(writer->bsf.get(), packet) != 0)
         return;
     // The encoder completes frames in bursts, and they bear the times of pictures: sound without a gap goes on evenly.
-    if (writer->nextAudioDts != AV_NOPTS_VALUE && packet->dts < writer->nextAudioDts + longestAudioWait)
+    // Devices send any time, so sums of times end at the last one there is.
+    if (writer->nextAudioDts != AV_NOPTS_VALUE && packet->dts < av_sat_add64(writer->nextAudioDts, longestAudioWait))
         packet->pts = packet->dts = writer->nextAudioDts;
     // Without it the last frame of a fragment would get the length of the stream's frame size, which is not AAC's.
     packet->duration =
         av_rescale_q(Adts::samplesPerFrame, AVRational{1, writer->audioPara.sampleRate}, writer->audioTimeBase);
-    writer->nextAudioDts = packet->dts + packet->duration;
+    writer->nextAudioDts = av_sat_add64(packet->dts, packet->duration);
     const int result = av_write_frame(writer->format.get(), packet);
     writer->hasWrittenAudio = true;
     if (result < 0)
