@@ -575,7 +575,6 @@ private Q_SLOTS:
         QTest::newRow("planes") << VideoMode_Opengl << QStringList{"i420 320x240 0", "i420 320x240 1"};
         QTest::newRow("Direct3D 9") << VideoMode_D3d9 << QStringList{};
         QTest::newRow("Direct3D 11") << VideoMode_D3d11 << QStringList{};
-        QTest::newRow("unknown") << VideoMode(9) << QStringList{};
     }
     void receiveFrame_isEmitted_asTheModeSays()
     {

@@ -2,6 +2,8 @@
 
 #include <QDateTime>
 
+#include <algorithm>
+
 namespace {
 
 using Lock = std::lock_guard<std::mutex>;
@@ -42,7 +44,19 @@ FakeDevice::FakeDevice(XTransportProtocol transport, int channelCount, int strea
 
 // --- What it answers
 
-int FakeDevice::Answers::take() { return next.isEmpty() ? steady : next.takeFirst(); }
+void FakeDevice::Answers::add(const QVector<int>& answers)
+{
+    next.insert(next.end(), answers.cbegin(), answers.cend());
+}
+
+int FakeDevice::Answers::take()
+{
+    if (next.empty())
+        return steady;
+    const int answer = next.front();
+    next.pop_front();
+    return answer;
+}
 
 void FakeDevice::setConnectStatus(int status)
 {
@@ -53,7 +67,7 @@ void FakeDevice::setConnectStatus(int status)
 void FakeDevice::queueConnectStatus(const QVector<int>& statuses)
 {
     const Lock lock(mutex);
-    connectStatus.next += statuses;
+    connectStatus.add(statuses);
 }
 
 void FakeDevice::setStreamStatus(int status)
@@ -65,7 +79,7 @@ void FakeDevice::setStreamStatus(int status)
 void FakeDevice::queueStreamStatus(const QVector<int>& statuses)
 {
     const Lock lock(mutex);
-    streamStatus.next += statuses;
+    streamStatus.add(statuses);
 }
 
 void FakeDevice::setResult(const QString& operation, XRetError result)
@@ -77,7 +91,7 @@ void FakeDevice::setResult(const QString& operation, XRetError result)
 void FakeDevice::queueResults(const QString& operation, const QVector<XRetError>& next)
 {
     const Lock lock(mutex);
-    results[operation].next += next;
+    results[operation].add(next);
 }
 
 void FakeDevice::setCodecs(int channel, int stream, const XVideoEncPara& video, const XAudioEncPara& audio)
@@ -192,7 +206,7 @@ QStringList FakeDevice::orders() const { return calls(questions); }
 int FakeDevice::count(const QString& line) const
 {
     const Lock lock(mutex);
-    return lines.count(line);
+    return static_cast<int>(std::count(lines.cbegin(), lines.cend(), line));
 }
 
 int FakeDevice::countOf(const QString& operation) const
@@ -213,7 +227,7 @@ void FakeDevice::forgetCalls()
 QByteArray FakeDevice::talkData() const
 {
     const Lock lock(mutex);
-    return talked;
+    return QByteArray(talked.data(), static_cast<int>(talked.size()));
 }
 
 void FakeDevice::note(const QString& line)
@@ -221,7 +235,7 @@ void FakeDevice::note(const QString& line)
     std::function<void(const QString&)> hook;
     {
         const Lock lock(mutex);
-        lines << line;
+        lines.push_back(line);
         hook = onCall;
     }
     if (hook)
@@ -400,6 +414,6 @@ XRetError FakeDevice::sendTalkData(const char* data, int length, int channel)
     const XRetError result = answer("sendTalkData", numbers(length, channel));
     const Lock lock(mutex);
     if (result == XRet::Ok)
-        talked.append(data, length);
+        talked.insert(talked.end(), data, data + length);
     return result;
 }

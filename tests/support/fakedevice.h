@@ -7,10 +7,12 @@
 #include <QStringList>
 #include <QVector>
 
+#include <deque>
 #include <functional>
 #include <map>
 #include <mutex>
 #include <utility>
+#include <vector>
 
 /// A device that answers what a test tells it and writes down what it is asked.
 ///
@@ -121,8 +123,9 @@ private:
     struct Answers
     {
         int steady = 0;
-        QVector<int> next;
+        std::deque<int> next;
 
+        void add(const QVector<int>& answers);
         int take();
     };
     struct Codecs
@@ -137,6 +140,7 @@ private:
     FrameScript& scriptOf(const ScriptKey& key);
     Codecs codecsOf(int channel, int stream) const;
 
+    // What is added to is nothing that Qt shares between copies: ThreadSanitizer can't see when a copy has gone.
     mutable std::mutex mutex; // guards all of the following
     XTransportProtocol protocol;
     int channels;
@@ -154,6 +158,6 @@ private:
     bool readsEnded = false;
     XRetError endResult = XRet::Timeout;
     std::function<void(const QString&)> onCall;
-    QStringList lines;
-    QByteArray talked;
+    std::vector<QString> lines;
+    std::vector<char> talked;
 };

@@ -152,7 +152,8 @@ QVector<Fault> Fault::badFrames(int frames)
            << size(0xffffffff, 0xffffffff, frames);
     faults << soundFormat(0, 0, 0, frames) << soundFormat(1, 1, 1, frames) << soundFormat(8000, 8, 1, frames)
            << soundFormat(48000, 16, 2, frames) << soundFormat(8000, 16, 64, frames)
-           << soundFormat(0x7fffffff, 0x7fffffff, 0x7fffffff, frames)
+           << soundFormat(8000, 16, 0x7fffffff, frames) << soundFormat(8000, 0x7fffffff, 1, frames)
+           << soundFormat(0x7fffffff, 16, 1, frames) << soundFormat(0x7fffffff, 0x7fffffff, 0x7fffffff, frames)
            << soundFormat(0xffffffff, 0xffffffff, 0xffffffff, frames);
     faults << timestamp(0, frames) << timestamp(0x7fffffffffffffffull, frames)
            << timestamp(0xffffffffffffffffull, frames);

@@ -64,7 +64,7 @@ ThreadLog::ThreadLog(AbstractVideoThread* thread)
     on(&Thread::receiveAudio, [this](const QByteArray& samples) {
         {
             const Lock lock(mutex);
-            heard += samples;
+            heard.insert(heard.end(), samples.cbegin(), samples.cend());
         }
         note(QString("sound %1").arg(samples.size()));
     });
@@ -84,7 +84,7 @@ void ThreadLog::note(const QString& line)
 {
     {
         const Lock lock(mutex);
-        notes << line;
+        notes.push_back(line);
     }
     if (onLine)
         onLine(line);
@@ -94,7 +94,7 @@ void ThreadLog::seePicture(const QString& kind, int width, int height, int numbe
 {
     {
         const Lock lock(mutex);
-        seenNumbers << number;
+        seenNumbers.push_back(number);
     }
     note(kind == "image" ? QString("image %1").arg(number)
                          : QString("%1 %2").arg(sized(kind, width, height)).arg(number));
@@ -122,7 +122,7 @@ void ThreadLog::checkPlanes()
 QStringList ThreadLog::lines() const
 {
     const Lock lock(mutex);
-    return notes;
+    return {notes.cbegin(), notes.cend()};
 }
 
 QStringList ThreadLog::only(const QStringList& beginnings) const
@@ -158,13 +158,13 @@ void ThreadLog::clear()
 QVector<int> ThreadLog::numbers() const
 {
     const Lock lock(mutex);
-    return seenNumbers;
+    return {seenNumbers.cbegin(), seenNumbers.cend()};
 }
 
 QByteArray ThreadLog::sound() const
 {
     const Lock lock(mutex);
-    return heard;
+    return QByteArray(heard.data(), static_cast<int>(heard.size()));
 }
 
 int ThreadLog::damagedPlanes() const { return damaged; }

@@ -57,10 +57,11 @@ private:
     void keepPlanes(const std::vector<const quint8*>& planes, const std::vector<int>& sizes);
     void checkPlanes();
 
+    // Nothing that Qt shares between copies: ThreadSanitizer can't see when a copy has gone.
     mutable std::mutex mutex; // guards the next three
-    QStringList notes;
-    QVector<int> seenNumbers;
-    QByteArray heard;
+    std::vector<QString> notes;
+    std::vector<int> seenNumbers;
+    std::vector<char> heard;
     std::vector<std::pair<const quint8*, int>> kept; // of the last picture; the sending thread's
     quint16 keptSum = 0;
     std::atomic<int> damaged{0};
