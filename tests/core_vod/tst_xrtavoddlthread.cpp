@@ -1,8 +1,8 @@
 #include "core_vod/xrtavoddlthread.h"
 
 #include "core_videosave/smalldisk.h"
-#include "downloadlog.h"
 #include "support/clips.h"
+#include "support/downloadlog.h"
 #include "support/fakedevice.h"
 #include "support/faultydevice.h"
 #include "support/messageguard.h"

@@ -1,4 +1,4 @@
-#include "downloadlog.h"
+#include "support/downloadlog.h"
 
 DownloadLog::DownloadLog(AbstractVideoDLThread* thread)
 {
