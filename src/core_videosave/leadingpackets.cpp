@@ -59,6 +59,8 @@ std::vector<AvPacketPtr> LeadingPackets::pass(AvPacketPtr packet)
         held.push_back(std::move(packet));
         return ready;
     }
+    if (codec == AV_CODEC_ID_HEVC && isKey)
+        held.clear();
     if (!held.empty() && isKey) {
         const AvPacketPtr key = withParameterSets(codec, packet.get());
         size_t size = 0;

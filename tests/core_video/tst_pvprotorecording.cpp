@@ -142,6 +142,16 @@ private Q_SLOTS:
         QCOMPARE(probe->log.numbers().value(0, -1), 25);
     }
 
+    void recordStart_leavesOutWhatWouldBeShownBroken_whenH265BeginsInMidGroup()
+    {
+        probe->latestVideo.codec = 2;
+        probe->recordStart(Thread::MANUAL_RECORD);
+        probe->script.add(DeviceStream::h265().mid(10, 50));
+        QVERIFY(probe->playScript());
+        verifyHas("0-1-done.mp4", range(25, 35));
+        QVERIFY(MovieFile(path("0-1-done.mp4")).playsInMpv());
+    }
+
     void recording_goesOn_whileNobodyDisplays()
     {
         probe->previewRef() = 0;
@@ -396,6 +406,21 @@ private Q_SLOTS:
         if (cuts)
             verifyHas("0-2-done.mp4", range(25, 30));
         QVERIFY(!QFile::exists(path(cuts ? "0-3-done.mp4" : "0-2-done.mp4")));
+    }
+
+    void saveInterval_losesNoFrame_whenItEndsInMidGroup()
+    {
+        probe->setSaveInterval(Thread::MANUAL_RECORD, 60);
+        probe->recordStart(Thread::MANUAL_RECORD);
+        probe->script.add(pictures(0, 30));
+        advance(61 * second);
+        probe->script.add(pictures(30, 45));
+        QVERIFY(probe->playScript());
+        verifyHas("0-1-done.mp4", range(0, 30));
+        const MovieFile next(path("0-2-done.mp4"));
+        QCOMPARE(next.pictureCount(), 45);
+        QVERIFY(next.decodes());
+        QCOMPARE(next.pictureNumbers(), range(50, 25)); // from the first key frame on
     }
 
     void saveInterval_counts_fromTheNextFrameOn_whenItIsChanged()
