@@ -259,8 +259,8 @@ void LiveVideoWidget::showStream(int index)
         startPicture(0);
     if (videoThread->hasOpenFile())
         setRecorderState(RecorderRecording, videoThread->getFileName(AbstractVideoThread::MANUAL_RECORD));
-    const SoundFormat sound = record.sound;
-    if (sound.sampleRate > 0)
+    const AbstractVideoThread::AudioFormat sound = videoThread->getAudioFormat();
+    if (sound.sampleRate > 0 && !getViewOnly())
         AbstractVideoWidget::openAudioOutput(sound.sampleRate, sound.channelCount, sound.sampleSize);
 }
 
@@ -413,10 +413,7 @@ void LiveVideoWidget::onDecoderDestroyed()
 
 void LiveVideoWidget::openAudioOutput(int sampleRate, int channelCount, int sampleSize)
 {
-    const int index = indexOf(sender());
-    if (index >= 0)
-        streamRecords[index].sound = {sampleRate, channelCount, sampleSize};
-    if (index < 0 || sender() == videoThread)
+    if (sender() == videoThread) // another one's counts when it is shown
         AbstractVideoWidget::openAudioOutput(sampleRate, channelCount, sampleSize);
 }
 

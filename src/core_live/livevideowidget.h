@@ -77,18 +77,10 @@ protected:
 private:
     using Thread = QSharedPointer<AbstractVideoThread>;
 
-    struct SoundFormat
-    {
-        int sampleRate = 0; // 0 while it is not known
-        int channelCount = 0;
-        int sampleSize = 0;
-    };
-
     struct StreamRecord
     {
         bool inUse = false;
         bool isShown = false;
-        SoundFormat sound;
     };
 
     bool initVideoThrSet(const QSharedPointer<XNetDevice>& device);

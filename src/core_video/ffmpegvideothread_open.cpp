@@ -259,7 +259,7 @@ bool FFmpegVideoThread::initAudio()
     sampleRate = context->sample_rate;
     channelCount = outputChannels;
     audioProfile = context->profile;
-    Q_EMIT receiveAudioFormat(sampleRate, outputChannels, outputBits);
+    announceAudioFormat(sampleRate, outputChannels, outputBits);
 
     if (!buildResampler({channelsOf(context), context->sample_fmt, context->sample_rate}))
         return false;

@@ -445,7 +445,7 @@ bool PvProtoVideoThread::createAudioDecoder(const XFrameHeader& frame)
         return false;
     }
     lastAudioHeader = frame;
-    Q_EMIT receiveAudioFormat(audioParam.sample_rate, audioParam.channels, audioParam.bit_width);
+    announceAudioFormat(audioParam.sample_rate, audioParam.channels, audioParam.bit_width);
     return true;
 }
 

@@ -205,6 +205,12 @@ bool AbstractVideoThread::getIsSnap() const { return isSnap; }
 
 bool AbstractVideoThread::getOnlyAudio() const { return onlyAudio; }
 
+AbstractVideoThread::AudioFormat AbstractVideoThread::getAudioFormat() const
+{
+    const QMutexLocker lock(&mutex);
+    return audioFormat;
+}
+
 QElapsedTimer AbstractVideoThread::getTimer() const { return timer; }
 
 std::atomic<int>& AbstractVideoThread::previewRef() { return displayCount; }
@@ -472,6 +478,15 @@ void AbstractVideoThread::snapFinsh()
     snapWritten = false;
     if (snapPreview)
         Q_EMIT snapImage(image, name);
+}
+
+void AbstractVideoThread::announceAudioFormat(int rate, int channels, int size)
+{
+    {
+        const QMutexLocker lock(&mutex);
+        audioFormat = {rate, channels, size};
+    }
+    Q_EMIT receiveAudioFormat(rate, channels, size);
 }
 
 void AbstractVideoThread::restart()

@@ -48,6 +48,14 @@ public:
     /// Kept for the host and for device threads; the threads of this class and FFmpegVideoThread never read it.
     static std::atomic<bool> sharedData;
 
+    /// Of the samples of receiveAudio(); the rate is 0 while it is not known.
+    struct AudioFormat
+    {
+        int sampleRate = 0;
+        int channelCount = 0;
+        int sampleSize = 0; ///< in bits
+    };
+
     explicit AbstractVideoThread(QObject* parent = nullptr);
 
     /// Neither stops nor waits: the owner calls stopAndWait() before.
@@ -127,6 +135,8 @@ public:
     bool getIsPause() const;
     bool getIsSnap() const;
     bool getOnlyAudio() const;
+    /// What receiveAudioFormat() said last, for those who connect later.
+    AudioFormat getAudioFormat() const;
     QElapsedTimer getTimer() const;
     /// Number of displays that want pictures.
     std::atomic<int>& previewRef();
@@ -244,6 +254,9 @@ public Q_SLOTS:
     virtual void snapFinsh();
 
 protected:
+    /// Video thread: keeps the format and emits receiveAudioFormat().
+    void announceAudioFormat(int sampleRate, int channelCount, int sampleSize);
+
     /// Video thread, as the last step of run(): starts the thread again once it has ended, unless it is stopped first.
     void restart();
 
@@ -280,6 +293,7 @@ protected:
     std::atomic<int> sampleRate{8000};
     std::atomic<int> channelCount{1};
     std::atomic<int> audioProfile{1};
+    AudioFormat audioFormat;         // guarded by mutex
     std::atomic<bool> onlyAudio{false};
     QString snapName;                // guarded by mutex
     std::atomic<qint64> duration{0};

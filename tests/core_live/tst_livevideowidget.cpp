@@ -954,6 +954,16 @@ void TestLiveVideoWidget::sound_isTheShownStreams()
     QTRY_COMPARE(player->opened, 2);
     const int played = player->played;
     QTRY_VERIFY(player->played > played + 3);
+
+    // One that comes when everything plays already.
+    LiveProbe late;
+    const auto latePlayer = QSharedPointer<AudioDouble>::create();
+    late.audioPlayer = latePlayer;
+    QVERIFY(late.init(device, 0, allStreams));
+    QVERIFY(late.start());
+    late.playStart(1);
+    QTRY_COMPARE(latePlayer->opened, 1);
+    QTRY_VERIFY(latePlayer->played > 3);
 }
 
 void TestLiveVideoWidget::sound_isNotTaken_whenTheWidgetOnlyShows()
