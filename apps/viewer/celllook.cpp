@@ -16,8 +16,8 @@ BannerPara buttons(bool hasStreams)
     BannerPara para;
     para.margins = {8, 0, 6, 0};
     para.spacing = 6;
-    para.names = QStringList{"btnMuted", "btnTalk", "btnSnap", "btnRecord"};
-    para.icons = QStringList{":/primary/close_volume.svg", ":/primary/mic.svg", ":/viewer/snapshot.svg",
+    para.names = QStringList{"btnMuted", "btnTalkMuted", "btnSnap", "btnRecord"};
+    para.icons = QStringList{":/primary/close_volume.svg", ":/primary/mic-close.svg", ":/viewer/snapshot.svg",
                              ":/viewer/record.svg"};
     para.tips = QStringList{text("Sound"), text("Talk"), text("Snapshot"), text("Record H.264 or H.265")};
     if (hasStreams) {

@@ -79,7 +79,6 @@ Q_SIGNALS:
 
     /// The source is to be started again, because another stream of it fits better now.
     void restartWanted();
-    void talkFailed(const QString& reason);
 
     /// As AbstractVideoThread::recorderStateChanged(); the end of a file also comes after stop().
     void recorderStateChanged(const RecorderState& state, const QString& file);

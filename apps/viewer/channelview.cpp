@@ -31,8 +31,6 @@ ChannelView::ChannelView(XTransportProtocol protocol, const Devices& known, QWid
     connect(&resizeTimer, &QTimer::timeout, this, &ChannelView::changeStream);
     connect(widget, &LiveVideoWidget::sig_receivePlayStart, this, [this] { isOpen = true; });
     connect(widget, &LiveVideoWidget::sig_receivePlayFinsh, this, [this] { isOpen = false; });
-    connect(widget, &LiveVideoWidget::sig_startTalkDeviceBusy, this, &ChannelView::talkFailed);
-    connect(widget, &LiveVideoWidget::sig_startTalkError, this, &ChannelView::talkFailed);
 }
 
 ChannelView::~ChannelView()

@@ -78,7 +78,10 @@ void VideoCell::setUp(CellView* view)
             setState(state);
     });
     connect(view, &CellView::restartWanted, this, &VideoCell::restart);
-    connect(view, &CellView::talkFailed, this, &VideoCell::endTalk);
+    connect(widget, &AbstractVideoWidget::sig_startTalkDeviceBusy, this,
+            [this] { Q_EMIT message(tr("%1: somebody else is talking there").arg(shownSource.title())); });
+    connect(widget, &AbstractVideoWidget::sig_startTalkError, this,
+            [this] { Q_EMIT message(tr("%1: the device cannot be talked to").arg(shownSource.title())); });
     connect(view, &CellView::positionChanged, this, &VideoCell::positionChanged);
     connect(view, &CellView::durationChanged, this, &VideoCell::durationChanged);
     connect(view, &CellView::recorderStateChanged, this, &VideoCell::recorderStateChanged);
@@ -195,10 +198,10 @@ void VideoCell::switchSound(bool on)
 
 void VideoCell::pressButton(const QString& name)
 {
-    if (name.endsWith("TalkMuted"))
-        switchTalk(true);
-    else if (name.endsWith("Talk"))
-        switchTalk(false);
+    if (name.endsWith("btnTalk"))
+        startTalk();
+    else if (name.endsWith("TalkMuted"))
+        Q_EMIT message(tr("%1: talk-back is off").arg(shownSource.title()));
     else if (name.endsWith("Stream"))
         switchStream();
     else if (name.endsWith("Muted"))
@@ -211,21 +214,16 @@ void VideoCell::pressButton(const QString& name)
         toggleRecording();
 }
 
-void VideoCell::switchTalk(bool on)
+// The display has begun to talk if there is somebody to talk to. An address has nobody; the button goes back to where it
+// was.
+void VideoCell::startTalk()
 {
-    if (!shownView->canTalk())
-        endTalk(tr("%1 has no talk-back; only devices do").arg(shownSource.title()));
-    else if (on)
-        display()->talkStart();
-    else
-        display()->talkStop();
-}
-
-// The button goes back to where it was.
-void VideoCell::endTalk(const QString& reason)
-{
-    banner()->changeStatus("TalkMuted", "Talk", ":/primary/mic.svg");
-    Q_EMIT message(reason);
+    if (shownView->canTalk()) {
+        Q_EMIT message(tr("%1: talk-back is on").arg(shownSource.title()));
+        return;
+    }
+    banner()->changeStatus("Talk", "TalkMuted", ":/primary/mic-close.svg");
+    Q_EMIT message(tr("%1 has no talk-back; only devices do").arg(shownSource.title()));
 }
 
 bool VideoCell::eventFilter(QObject* watched, QEvent* event)

@@ -102,8 +102,7 @@ private:
     void updateBanner();
     void pressButton(const QString& name);
     void switchSound(bool on);
-    void switchTalk(bool on);
-    void endTalk(const QString& reason);
+    void startTalk();
     bool takeDrop(const QDropEvent* event);
     BannerWidget* banner() const;
 

@@ -639,12 +639,14 @@ private Q_SLOTS:
         showEmpty(device("Tests", {{"test:320x180"}}), 1);
         window->grid()->open("device:Tests/1");
         waitForPlaying(cell(0));
-        QPushButton* button = cell(0)->display()->findChild<QPushButton*>("btnTalk");
+        auto* button = cell(0)->display()->findChild<QPushButton*>("btnTalkMuted");
         QVERIFY(button);
         QTest::mouseClick(button, Qt::LeftButton);
-        Q_EMIT cell(0)->display()->sig_startTalkDeviceBusy("somebody else is talking");
-        QCOMPARE(statusText(), QString("somebody else is talking"));
-        QCOMPARE(button->objectName(), QString("btnTalk"));
+        QCOMPARE(statusText(), QString("Tests 1: talk-back is on"));
+        QTRY_COMPARE(statusText(), QString("Tests 1: the device cannot be talked to"));
+        QCOMPARE(button->objectName(), QString("btnTalkMuted"));
+        Q_EMIT cell(0)->display()->sig_startTalkDeviceBusy("TEST-1");
+        QCOMPARE(statusText(), QString("Tests 1: somebody else is talking there"));
     }
 
 private:

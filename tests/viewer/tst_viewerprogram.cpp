@@ -57,6 +57,9 @@ private:
         return all.adjusted(cell.width() / 8, cell.height() / 6, -cell.width() / 8, -cell.height() / 6);
     }
 
+    /// A line of the library, other than the one that a machine without sound gets.
+    static QRegularExpression complaint() { return QRegularExpression("vantor\\.(?!audio\\.player: no sound output)"); }
+
     static int colorCount(const QImage& image)
     {
         QSet<QRgb> colors;
@@ -104,7 +107,7 @@ private Q_SLOTS:
         file.close();
         const Run seen = run({"--devices", file.fileName()}, 5);
         QCOMPARE(seen.exitCode, 0);
-        QVERIFY2(!seen.errors.contains("vantor."), qPrintable(seen.errors));
+        QVERIFY2(!seen.errors.contains(complaint()), qPrintable(seen.errors));
         for (int i = 0; i < 2; ++i) {
             const QImage cell = seen.screenshot.copy(innerCell(2, i, panelWidth));
             QVERIFY2(Screen::isNear(cell.pixelColor(cell.width() / 4, cell.height() / 10), TestPicture::topLeft(),
@@ -125,7 +128,7 @@ private Q_SLOTS:
         QFETCH(QString, mode);
         const Run seen = run({"--mode", mode, Clips::h264AacMp4()}, 4);
         QCOMPARE(seen.exitCode, 0);
-        QVERIFY2(!seen.errors.contains("vantor."), qPrintable(seen.errors));
+        QVERIFY2(!seen.errors.contains(complaint()), qPrintable(seen.errors));
         const QImage cell = seen.screenshot.copy(innerCell(1, 0));
         const QPoint down(0, cell.height() * 4 / 5);
         const QPoint corner(cell.width() / 4, cell.height() / 10);

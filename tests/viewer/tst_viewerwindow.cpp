@@ -361,11 +361,11 @@ private Q_SLOTS:
     void talk_isRefused_onAnAddress()
     {
         showClip();
-        auto* button = cell(0)->findChild<QPushButton*>("btnTalk");
+        auto* button = cell(0)->findChild<QPushButton*>("btnTalkMuted");
         QVERIFY(button);
         QTest::mouseClick(button, Qt::LeftButton);
         QVERIFY(statusText().contains("no talk-back"));
-        QCOMPARE(button->objectName(), QString("btnTalk"));
+        QCOMPARE(button->objectName(), QString("btnTalkMuted"));
     }
 
     void address_plays_whenDroppedOnACell()
