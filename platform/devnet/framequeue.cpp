@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <chrono>
 
-FrameQueue::FrameQueue(const Limits& bounds) : limits(bounds) {}
+FrameQueue::FrameQueue(const Limits& bounds)
+    : limits(bounds)
+{
+}
 
 bool FrameQueue::push(EncodedFrame&& frame)
 {

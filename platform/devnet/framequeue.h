@@ -23,7 +23,10 @@ public:
     };
 
     explicit FrameQueue(const Limits& bounds);
-    FrameQueue() : FrameQueue(Limits()) {}
+    FrameQueue()
+        : FrameQueue(Limits())
+    {
+    }
 
     /// Drops a frame that does not fit into a reader's buffer, and with it the rest of its group; false for that.
     bool push(EncodedFrame&& frame);

@@ -38,9 +38,8 @@ template <typename Encode>
 QByteArray encodeAll(const std::int16_t* samples, std::size_t count, Encode encode)
 {
     QByteArray bytes(static_cast<int>(count), Qt::Uninitialized);
-    std::transform(samples, samples + count, bytes.begin(), [encode](std::int16_t sample) {
-        return static_cast<char>(encode(sample));
-    });
+    std::transform(samples, samples + count, bytes.begin(),
+                   [encode](std::int16_t sample) { return static_cast<char>(encode(sample)); });
     return bytes;
 }
 

@@ -7,8 +7,8 @@
 
 class StopSignal;
 
-/// Asking for the address of a host can take many seconds and can't be interrupted, neither here nor inside FFmpeg. So a
-/// thread of its own asks first, and is left behind when nobody waits for the answer any more; what it is told, the
+/// Asking for the address of a host can take many seconds and can't be interrupted, neither here nor inside FFmpeg. So
+/// a thread of its own asks first, and is left behind when nobody waits for the answer any more; what it is told, the
 /// system remembers or is told again quickly.
 namespace HostLookup {
 

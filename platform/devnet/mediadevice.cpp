@@ -65,7 +65,9 @@ int mostSources(const MediaDeviceConfig& config)
 } // namespace
 
 MediaDevice::MediaDevice(const MediaDeviceConfig& config)
-    : settings(config), streamsPerChannel(mostSources(config)), limit(std::make_unique<StreamLimit>(config.maxStreams))
+    : settings(config)
+    , streamsPerChannel(mostSources(config))
+    , limit(std::make_unique<StreamLimit>(config.maxStreams))
 {
     silenceFFmpeg();
     for (int i = 0; i < settings.channels.size(); ++i) {

@@ -18,9 +18,9 @@ class StreamLimit;
 /// sound. In the header, param1 is the frame rate and param2 the bit rate, 0 where the source does not tell; reserved40
 /// is the number of bytes that fill the payload up to a multiple of 8.
 ///
-/// A stream has a thread of its own while it is enabled, and none otherwise. A source that can't be opened or is lost is
-/// tried again every second until the stream is disabled; readers get Timeout meanwhile. What a slow reader leaves lying
-/// is dropped by whole groups of pictures, the oldest first, so whatever is read can be decoded.
+/// A stream has a thread of its own while it is enabled, and none otherwise. A source that can't be opened or is lost
+/// is tried again every second until the stream is disabled; readers get Timeout meanwhile. What a slow reader leaves
+/// lying is dropped by whole groups of pictures, the oldest first, so whatever is read can be decoded.
 ///
 /// Thread-safe, as XNetDevice says; only the destructor wants to be alone. It ends all threads and returns within a
 /// fraction of a second even when sources are being opened.

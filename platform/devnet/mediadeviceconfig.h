@@ -13,17 +13,17 @@ struct MediaDeviceConfig
 {
     struct Channel
     {
-        QString name;        ///< shown in the built-in test picture; empty for "CHANNEL n"
+        QString name; ///< shown in the built-in test picture; empty for "CHANNEL n"
         QStringList sources; ///< one per stream, the main stream first; an empty one is a stream that is refused
 
         bool operator==(const Channel& other) const { return name == other.name && sources == other.sources; }
     };
 
-    QString alias;        ///< name to show
+    QString alias; ///< name to show
     QString serialNumber;
     XTransportProtocol protocol = XTransportProtocol_Rta;
     QVector<Channel> channels;
-    int maxStreams = 0;   ///< streams that may be open at once; 0 for any number
+    int maxStreams = 0; ///< streams that may be open at once; 0 for any number
 
     /// Whether there is a channel; false for what a failed fromJson() returns.
     bool isValid() const { return !channels.isEmpty(); }

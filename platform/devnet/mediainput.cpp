@@ -82,8 +82,8 @@ int MediaInput::openAddress(const MediaSourceAddress& address)
         input->fps_probe_size = livePicturesForRate;
     }
     // A file's name is one, whatever protocol it looks like.
-    const QByteArray name = address.kind == MediaSourceAddress::File ? "file:" + address.text.toUtf8()
-                                                                     : address.text.toUtf8();
+    const QByteArray name
+        = address.kind == MediaSourceAddress::File ? "file:" + address.text.toUtf8() : address.text.toUtf8();
     AVFormatContext* context = input.release(); // freed, and set to null, where it can't be opened
     const int error = avformat_open_input(&context, name.constData(), nullptr, options.address());
     input.reset(context);

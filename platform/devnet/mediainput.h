@@ -8,7 +8,10 @@
 class MediaInput
 {
 public:
-    explicit MediaInput(const StopSignal& stopSignal) : stop(stopSignal) {}
+    explicit MediaInput(const StopSignal& stopSignal)
+        : stop(stopSignal)
+    {
+    }
     MediaInput(const MediaInput&) = delete;
     MediaInput& operator=(const MediaInput&) = delete;
 

@@ -24,7 +24,11 @@ XVideoEncPara encodingOf(const VideoPackager::Picture& picture, const AVStream* 
 }
 } // namespace
 
-MediaPass::MediaPass(MediaPlay& wholePlay) : play(wholePlay), input(wholePlay.stop) {}
+MediaPass::MediaPass(MediaPlay& wholePlay)
+    : play(wholePlay)
+    , input(wholePlay.stop)
+{
+}
 
 QString MediaPass::open(const MediaSourceAddress& address)
 {
@@ -87,8 +91,7 @@ void MediaPass::deliver(AVPacket* packet)
 
 void MediaPass::deliverVideo(AVPacket* packet, qint64 time)
 {
-    videoPackager->package(packet,
-                           [this, time](const VideoPackager::Picture& picture) { putPicture(picture, time); });
+    videoPackager->package(packet, [this, time](const VideoPackager::Picture& picture) { putPicture(picture, time); });
 }
 
 void MediaPass::putPicture(const VideoPackager::Picture& picture, qint64 time)

@@ -49,5 +49,5 @@ private:
     std::optional<PacketClock> audioClock;
     std::optional<VideoPackager> videoPackager; ///< there when video is
     std::optional<SoundPackager> soundPackager; ///< there when audio is, unless it can't be decoded
-    std::optional<qint64> firstTime;            ///< of the source, at the pass's begin
+    std::optional<qint64> firstTime; ///< of the source, at the pass's begin
 };

@@ -2,7 +2,10 @@
 
 #include "devnet/mediapass.h"
 
-MediaSource::MediaSource(const MediaSourceAddress& source) : address(source) {}
+MediaSource::MediaSource(const MediaSourceAddress& source)
+    : address(source)
+{
+}
 
 QString MediaSource::run(const Output& output, const StopSignal& stop)
 {

@@ -13,7 +13,9 @@ constexpr std::chrono::seconds reopenPause{1};
 } // namespace
 
 MediaStream::MediaStream(const QString& name, std::unique_ptr<FrameSource> frames, StreamLimit& openStreams)
-    : title(name), source(std::move(frames)), limit(openStreams)
+    : title(name)
+    , source(std::move(frames))
+    , limit(openStreams)
 {
 }
 

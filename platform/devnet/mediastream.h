@@ -52,10 +52,10 @@ private:
     std::atomic<bool> isLost{false};
 
     std::mutex switching; ///< held while the thread is started or ended
-    std::thread thread;   ///< guarded by switching
+    std::thread thread; ///< guarded by switching
 
     mutable std::mutex formatMutex;
-    StreamFormat current;                        ///< guarded by formatMutex, as what follows
+    StreamFormat current; ///< guarded by formatMutex, as what follows
     std::shared_ptr<const StreamFormat> adopted; ///< that of the last frame read
 
     qint64 lastVideoTime = 0; ///< stream thread, one after the other

@@ -12,11 +12,14 @@ class MediaTimeline
 {
 public:
     enum class Pace {
-        Live,  ///< the other side sends in real time
+        Live, ///< the other side sends in real time
         Player ///< frames are there before their time
     };
 
-    explicit MediaTimeline(Pace ofSource) : pace(ofSource) {}
+    explicit MediaTimeline(Pace ofSource)
+        : pace(ofSource)
+    {
+    }
 
     /// For Player, returns when @p time is due, or earlier when @p stop is requested.
     void waitFor(qint64 time, const StopSignal& stop);

@@ -11,7 +11,10 @@ constexpr int reorderLimit = 16;
 
 } // namespace
 
-PacketClock::PacketClock(const AVStream* ofPackets) : stream(ofPackets) {}
+PacketClock::PacketClock(const AVStream* ofPackets)
+    : stream(ofPackets)
+{
+}
 
 qint64 PacketClock::timeOf(const AVPacket* packet)
 {

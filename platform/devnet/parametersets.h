@@ -8,7 +8,10 @@
 class ParameterSets
 {
 public:
-    explicit ParameterSets(bool isH265) : h265(isH265) {}
+    explicit ParameterSets(bool isH265)
+        : h265(isH265)
+    {
+    }
 
     /// Takes over the sets in @p stream. Sets of a kind replace those of that kind from before.
     void learn(const QByteArray& stream);

@@ -30,7 +30,11 @@ std::optional<SoundConverter> SoundConverter::make(const AVCodecParameters* para
     return SoundConverter(std::move(decoder));
 }
 
-SoundConverter::SoundConverter(CodecContextPtr openDecoder) : decoder(std::move(openDecoder)), frame(makeFrame()) {}
+SoundConverter::SoundConverter(CodecContextPtr openDecoder)
+    : decoder(std::move(openDecoder))
+    , frame(makeFrame())
+{
+}
 
 void SoundConverter::convert(AVPacket* packet, qint64 time, const Output& output)
 {

@@ -41,5 +41,5 @@ private:
     int channels = 0;
     int sampleFormat = -1;
     std::vector<std::int16_t> samples; ///< not put out yet
-    qint64 firstTime = 0;              ///< of them
+    qint64 firstTime = 0; ///< of them
 };

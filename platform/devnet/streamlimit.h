@@ -7,7 +7,10 @@ class StreamLimit
 {
 public:
     /// 0 for any number.
-    explicit StreamLimit(int count) : limit(count) {}
+    explicit StreamLimit(int count)
+        : limit(count)
+    {
+    }
 
     /// False when all are taken.
     bool take()

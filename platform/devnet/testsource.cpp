@@ -16,7 +16,9 @@ class TestPlay
 {
 public:
     TestPlay(const TestPictureOptions& pictureOptions, const FrameSource::Output& frameOutput)
-        : options(pictureOptions), output(frameOutput), tone(pictureOptions)
+        : options(pictureOptions)
+        , output(frameOutput)
+        , tone(pictureOptions)
     {
     }
 
@@ -77,7 +79,9 @@ private:
 } // namespace
 
 TestSource::TestSource(const TestPictureOptions& pictureOptions, int channelNumber, const QString& channelName)
-    : options(pictureOptions), channel(channelNumber), name(channelName)
+    : options(pictureOptions)
+    , channel(channelNumber)
+    , name(channelName)
 {
 }
 

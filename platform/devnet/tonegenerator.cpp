@@ -14,7 +14,11 @@ constexpr double pi = 3.14159265358979323846;
 
 } // namespace
 
-ToneGenerator::ToneGenerator(const TestPictureOptions& options) : aLaw(options.aLaw), hertz(options.toneHertz) {}
+ToneGenerator::ToneGenerator(const TestPictureOptions& options)
+    : aLaw(options.aLaw)
+    , hertz(options.toneHertz)
+{
+}
 
 XAudioEncPara ToneGenerator::format() const { return {aLaw ? 33 : 34, sampleRate, 16, 1}; }
 

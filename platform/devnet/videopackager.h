@@ -35,9 +35,9 @@ private:
     QSize sizeOf(const QByteArray& keyFrame);
 
     bool h265;
-    BsfContextPtr filter;    ///< from length prefixes to start codes; none for streams that have these
+    BsfContextPtr filter; ///< from length prefixes to start codes; none for streams that have these
     CodecContextPtr context; ///< for the parser
-    CodecParserPtr parser;   ///< reads sizes
+    CodecParserPtr parser; ///< reads sizes
     AvPacketPtr filtered;
     ParameterSets sets;
     QSize size;

@@ -16,8 +16,8 @@ constexpr int sampleRate = 8000;
 
 QStringList hashes(const QStringList& input, const QByteArray& stream)
 {
-    const QStringList arguments = input
-        + QStringList{"-map", "0:v:0", "-fps_mode", "passthrough", "-f", "framemd5", "-"};
+    const QStringList arguments
+        = input + QStringList{"-map", "0:v:0", "-fps_mode", "passthrough", "-f", "framemd5", "-"};
     QStringList result;
     const QStringList lines = QString::fromUtf8(DeviceReader::ffmpeg(arguments, stream)).split('\n');
     for (const QString& line : lines) {
@@ -133,7 +133,8 @@ QString DeviceReader::problemOf(const ReadFrame& frame)
 
 double DeviceReader::toneOf(const QByteArray& sound, const QString& format)
 {
-    const QByteArray pcm = ffmpeg({"-f", format, "-ar", QString::number(sampleRate), "-i", "-", "-f", "s16le", "-"}, sound);
+    const QByteArray pcm
+        = ffmpeg({"-f", format, "-ar", QString::number(sampleRate), "-i", "-", "-f", "s16le", "-"}, sound);
     std::vector<qint16> samples(static_cast<std::size_t>(pcm.size()) / 2);
     std::memcpy(samples.data(), pcm.constData(), samples.size() * 2);
     // A crossing counts once the wave has gone well below zero, so that noise adds none.

@@ -232,7 +232,10 @@ namespace {
 class Producer
 {
 public:
-    explicit Producer(unsigned seed) : random(seed) {}
+    explicit Producer(unsigned seed)
+        : random(seed)
+    {
+    }
 
     EncodedFrame next()
     {

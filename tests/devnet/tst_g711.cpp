@@ -40,11 +40,11 @@ void G711Test::encode_isAsCloseAsTheLawAllows()
 {
     QFETCH(bool, aLaw);
     const std::vector<std::int16_t> samples = everySample();
-    const QByteArray encoded = aLaw ? G711::encodeALaw(samples.data(), samples.size())
-                                    : G711::encodeULaw(samples.data(), samples.size());
+    const QByteArray encoded
+        = aLaw ? G711::encodeALaw(samples.data(), samples.size()) : G711::encodeULaw(samples.data(), samples.size());
     QCOMPARE(encoded.size(), 65536);
-    const QByteArray pcm = DeviceReader::ffmpeg(
-        {"-f", aLaw ? "alaw" : "mulaw", "-ar", "8000", "-i", "-", "-f", "s16le", "-"}, encoded);
+    const QByteArray pcm
+        = DeviceReader::ffmpeg({"-f", aLaw ? "alaw" : "mulaw", "-ar", "8000", "-i", "-", "-f", "s16le", "-"}, encoded);
     QCOMPARE(pcm.size(), 2 * 65536);
     for (std::size_t i = 0; i < samples.size(); ++i) {
         std::int16_t decoded = 0;

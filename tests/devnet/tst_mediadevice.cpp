@@ -131,8 +131,8 @@ void MediaDeviceTest::constructor_warns_whenASourceIsWrong()
 
 void MediaDeviceTest::rtspUrls_listAddressesChannelByChannel()
 {
-    MediaDeviceConfig config
-        = deviceOf({{"rtsp://a/1", "rtsp://user:secret@a/2"}, {"", "rtsp://b/2"}, {" rtsp://c/1 "}, {testSource, "a.mp4"}});
+    MediaDeviceConfig config = deviceOf(
+        {{"rtsp://a/1", "rtsp://user:secret@a/2"}, {"", "rtsp://b/2"}, {" rtsp://c/1 "}, {testSource, "a.mp4"}});
     config.protocol = XTransportProtocol_Rtsp;
     MediaDevice device(config);
     QCOMPARE(device.getStreamProtocol(), XTransportProtocol_Rtsp);
@@ -322,9 +322,9 @@ void MediaDeviceTest::testPicture_hasOtherColoursOnOtherChannels()
         const ReadFrames video = DeviceReader::video(DeviceReader::readVideo(device, channel, 1, 1));
         QCOMPARE(device.enableMediaTransmit(channel, 1, false), XRet::Ok);
         // A corner of the background.
-        const QByteArray rgb = DeviceReader::ffmpeg(
-            {"-f", "h264", "-i", "-", "-vf", "crop=16:16:620:180,scale=1:1", "-f", "rawvideo", "-pix_fmt", "rgb24", "-"},
-            DeviceReader::joined(video));
+        const QByteArray rgb = DeviceReader::ffmpeg({"-f", "h264", "-i", "-", "-vf", "crop=16:16:620:180,scale=1:1",
+                                                     "-f", "rawvideo", "-pix_fmt", "rgb24", "-"},
+                                                    DeviceReader::joined(video));
         QCOMPARE(rgb.size(), 3);
         const auto part = [&rgb](int i) { return static_cast<quint8>(rgb.at(i)); };
         const QColor color(part(0), part(1), part(2));

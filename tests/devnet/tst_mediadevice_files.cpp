@@ -203,8 +203,8 @@ void MediaDeviceFilesTest::sound_isTheToneOfTheFile()
 void MediaDeviceFilesTest::sound_isPassedOn_whenItIsG711()
 {
     const QByteArray sent = DeviceReader::joined(DeviceReader::audio(framesOf("H.264 and A-law, Matroska")));
-    const QByteArray inFile = DeviceReader::ffmpeg(
-        {"-i", Clips::h264PcmaMkv(), "-map", "0:a", "-c", "copy", "-f", "alaw", "-"});
+    const QByteArray inFile
+        = DeviceReader::ffmpeg({"-i", Clips::h264PcmaMkv(), "-map", "0:a", "-c", "copy", "-f", "alaw", "-"});
     QVERIFY(inFile.size() > 30000);
     QCOMPARE(sent.left(inFile.size()), inFile);
     QCOMPARE(sent.mid(inFile.size(), 8000), inFile.left(8000));
@@ -267,7 +267,7 @@ void MediaDeviceFilesTest::otherVideo_isRefused_withOneWarning()
 void MediaDeviceFilesTest::badFiles_areLost_withOneWarningEach()
 {
     guard->allow("^channel . stream 0 .* is lost, and tried again: .+");
-    const QStringList files{"/nowhere/clip.mp4", QDir::tempPath(),       Clips::emptyMp4(),
+    const QStringList files{"/nowhere/clip.mp4", QDir::tempPath(),      Clips::emptyMp4(),
                             Clips::textMp4(),    Clips::truncatedMp4(), "concat:a|b"};
     MediaDevice device(deviceOf(files));
     for (int channel = 0; channel < files.size(); ++channel)
@@ -320,10 +320,26 @@ void MediaDeviceFilesTest::largeFrame_isDropped_withOneWarning()
     const QTemporaryDir folder;
     // Noise can't be compressed: a key frame every ten pictures is too large, the last ten are small.
     const QString file = makeClip(folder, "large.mp4",
-                                  {"-f", "lavfi", "-i", "color=gray:s=1920x1080:r=10:d=2,noise=alls=100:allf=t",
-                                   "-f", "lavfi", "-i", "color=red:s=1920x1080:r=10:d=1", "-filter_complex",
-                                   "[0:v]format=yuv420p[a];[1:v]format=yuv420p[b];[a][b]concat", "-c:v", "libx264",
-                                   "-preset", "ultrafast", "-qp", "1", "-g", "10", "-sc_threshold", "0"});
+                                  {"-f",
+                                   "lavfi",
+                                   "-i",
+                                   "color=gray:s=1920x1080:r=10:d=2,noise=alls=100:allf=t",
+                                   "-f",
+                                   "lavfi",
+                                   "-i",
+                                   "color=red:s=1920x1080:r=10:d=1",
+                                   "-filter_complex",
+                                   "[0:v]format=yuv420p[a];[1:v]format=yuv420p[b];[a][b]concat",
+                                   "-c:v",
+                                   "libx264",
+                                   "-preset",
+                                   "ultrafast",
+                                   "-qp",
+                                   "1",
+                                   "-g",
+                                   "10",
+                                   "-sc_threshold",
+                                   "0"});
     MediaDevice device(deviceOf({file}));
     QCOMPARE(device.enableMediaTransmit(0, 0, true), XRet::Ok);
     const ReadFrames video = DeviceReader::video(DeviceReader::readVideo(device, 0, 0, 12));

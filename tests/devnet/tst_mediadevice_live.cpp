@@ -55,16 +55,19 @@ public:
 private:
     void connectCounters()
     {
-        QObject::connect(&thread,
-                         QOverload<int, int, quint8*, quint8*, quint8*, quint32, quint32, quint32>::of(
-                             &AbstractVideoThread::receiveFrame),
-                         &thread, [this] { ++pictures; }, Qt::DirectConnection);
-        QObject::connect(&thread, &AbstractVideoThread::receiveAudio, &thread,
-                         [this](const QByteArray& sound) { soundBytes += sound.size(); }, Qt::DirectConnection);
-        QObject::connect(&thread, &AbstractVideoThread::receiveCodecChanged, &thread, [this] { ++codecChanges; },
-                         Qt::DirectConnection);
-        QObject::connect(&thread, &AbstractVideoThread::sig_connExceedMax, &thread, [this] { ++exceeded; },
-                         Qt::DirectConnection);
+        QObject::connect(
+            &thread,
+            QOverload<int, int, quint8*, quint8*, quint8*, quint32, quint32, quint32>::of(
+                &AbstractVideoThread::receiveFrame),
+            &thread, [this] { ++pictures; }, Qt::DirectConnection);
+        QObject::connect(
+            &thread, &AbstractVideoThread::receiveAudio, &thread,
+            [this](const QByteArray& sound) { soundBytes += sound.size(); }, Qt::DirectConnection);
+        QObject::connect(
+            &thread, &AbstractVideoThread::receiveCodecChanged, &thread, [this] { ++codecChanges; },
+            Qt::DirectConnection);
+        QObject::connect(
+            &thread, &AbstractVideoThread::sig_connExceedMax, &thread, [this] { ++exceeded; }, Qt::DirectConnection);
     }
 };
 
@@ -102,8 +105,10 @@ void playAndRecord(const QString& source, const QString& codec, const QString& s
     QCOMPARE(movie.size(), size);
     QCOMPARE(movie.audioCodec(), QString("aac"));
     QVERIFY(movie.startsWithKeyFrame());
-    QVERIFY2(movie.videoDuration() > 3.5 && movie.videoDuration() < 9, qPrintable(QString::number(movie.videoDuration())));
-    QVERIFY2(qAbs(movie.audioDuration() - movie.videoDuration()) < 0.5, qPrintable(QString::number(movie.audioDuration())));
+    QVERIFY2(movie.videoDuration() > 3.5 && movie.videoDuration() < 9,
+             qPrintable(QString::number(movie.videoDuration())));
+    QVERIFY2(qAbs(movie.audioDuration() - movie.videoDuration()) < 0.5,
+             qPrintable(QString::number(movie.audioDuration())));
 }
 
 } // namespace

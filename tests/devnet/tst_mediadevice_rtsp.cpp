@@ -93,7 +93,8 @@ void MediaDeviceRtspTest::mounts_areRead()
             QCOMPARE(frame.header.width, 320u);
             QCOMPARE(frame.header.height, 240u);
         }
-        QCOMPARE(DeviceReader::pictureHashes(DeviceReader::joined(video), mount == "h265" ? "hevc" : "h264").size(), 40);
+        QCOMPARE(DeviceReader::pictureHashes(DeviceReader::joined(video), mount == "h265" ? "hevc" : "h264").size(),
+                 40);
         for (int i = 1; i < video.size(); ++i)
             QVERIFY(video.at(i).header.timestamp > video.at(i - 1).header.timestamp);
         const qint64 late = video.last().readAt - static_cast<qint64>(video.last().header.timestamp);
@@ -154,17 +155,17 @@ void MediaDeviceRtspTest::stream_comesBack_whenTheServerIsStartedAgain()
     const ReadFrames before = DeviceReader::readVideo(device, 0, 0, 5);
     server.kill();
     QTRY_COMPARE_WITH_TIMEOUT(device.getStreamStatus(0, 0), XChannelStatus_Disconnected, comeBackMs);
-    QVERIFY(DeviceReader::read(device, 0, 0, comeBackMs, [](const ReadFrames& frames) { return frames.isEmpty(); })
-                .isEmpty());
+    QVERIFY(DeviceReader::read(device, 0, 0, comeBackMs, [](const ReadFrames& frames) {
+                return frames.isEmpty();
+            }).isEmpty());
     QTest::qSleep(2500); // it is tried again, and nothing more is said
     QCOMPARE(guard->texts(QtWarningMsg).size(), 1);
     QCOMPARE(device.getConnectStatus(), XChannelStatus_Connected);
     QVERIFY(server.start());
     const ReadFrames later = DeviceReader::video(DeviceReader::readVideo(device, 0, 0, 30));
     QCOMPARE(later.size(), 30);
-    const auto isNew = [&before](const ReadFrame& frame) {
-        return frame.header.timestamp > before.last().header.timestamp + 2000;
-    };
+    const auto isNew
+        = [&before](const ReadFrame& frame) { return frame.header.timestamp > before.last().header.timestamp + 2000; };
     const auto first = std::find_if(later.begin(), later.end(), isNew);
     QVERIFY(first != later.end() && first->isKey());
     QCOMPARE(device.getStreamStatus(0, 0), XChannelStatus_Connected);

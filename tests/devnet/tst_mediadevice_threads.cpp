@@ -33,7 +33,10 @@ class Caller
 {
 public:
     Caller(MediaDevice& toCall, unsigned seed, std::atomic<int>& wrongAnswers)
-        : device(toCall), random(seed), wrong(wrongAnswers), buffer(XFrameHeader::bufferSize)
+        : device(toCall)
+        , random(seed)
+        , wrong(wrongAnswers)
+        , buffer(XFrameHeader::bufferSize)
     {
     }
 
@@ -203,7 +206,8 @@ void MediaDeviceThreadsTest::encoders_openAtTheSameTime()
 {
     MediaDeviceConfig config;
     for (int channel = 0; channel < 6; ++channel)
-        config.channels.append(MediaDeviceConfig::Channel{QString(), {channel % 2 == 0 ? "test:96x64@10,h265" : "test:96x64@10"}});
+        config.channels.append(
+            MediaDeviceConfig::Channel{QString(), {channel % 2 == 0 ? "test:96x64@10,h265" : "test:96x64@10"}});
     MediaDevice device(config);
     for (int round = 0; round < 3; ++round) {
         for (int channel = 0; channel < 6; ++channel)

@@ -8,17 +8,17 @@
 namespace {
 
 // A line each: moc takes two slashes for a comment in a literal that is longer.
-const QByteArray whole =
-    R"({)"
-    R"(    "alias": "Entrance",)"
-    R"(    "serialNumber": "A-17",)"
-    R"(    "protocol": 1,)"
-    R"(    "maxStreams": 3,)"
-    R"(    "channels": [)"
-    R"(        { "name": "门口", "sources": ["rtsp://10.0.0.4/main", "test:320x240@10,h265,alaw,tone=1000"] },)"
-    R"(        { "sources": ["clips/yard.mp4", "", "test:"] })"
-    R"(    ])"
-    R"(})";
+const QByteArray whole
+    = R"({)"
+      R"(    "alias": "Entrance",)"
+      R"(    "serialNumber": "A-17",)"
+      R"(    "protocol": 1,)"
+      R"(    "maxStreams": 3,)"
+      R"(    "channels": [)"
+      R"(        { "name": "门口", "sources": ["rtsp://10.0.0.4/main", "test:320x240@10,h265,alaw,tone=1000"] },)"
+      R"(        { "sources": ["clips/yard.mp4", "", "test:"] })"
+      R"(    ])"
+      R"(})";
 
 /// A device with one channel whose only source is @p source.
 QByteArray withSource(const QString& source, int protocol = 4)
@@ -120,11 +120,13 @@ void MediaDeviceConfigTest::fromJson_refuses_data()
     row("channels no list", R"({"channels": "test:"})", "^channels: must be a list");
     row("channel no object", R"({"channels": ["test:"]})", "^channels\\[0\\]: must be an object$");
     row("no sources", R"({"channels": [{"name": "a"}]})", "^channels\\[0\\]\\.sources: must be a list");
-    row("source no text", R"({"channels": [{"sources": ["", 5]}]})", "^channels\\[0\\]\\.sources\\[1\\]: must be a text$");
+    row("source no text", R"({"channels": [{"sources": ["", 5]}]})",
+        "^channels\\[0\\]\\.sources\\[1\\]: must be a text$");
     row("name no text", R"({"channels": [{"name": 1, "sources": [""]}]})", "^channels\\[0\\]\\.name: must be a text$");
     row("alias no text", R"({"alias": null, "channels": [{"sources": [""]}]})", "^alias: must be a text$");
     row("protocol 3", R"({"protocol": 3, "channels": [{"sources": [""]}]})", "^protocol: must be 1, 2 or 4$");
-    row("protocol a text", R"({"protocol": "4", "channels": [{"sources": [""]}]})", "^protocol: must be a whole number$");
+    row("protocol a text", R"({"protocol": "4", "channels": [{"sources": [""]}]})",
+        "^protocol: must be a whole number$");
     row("maxStreams negative", R"({"maxStreams": -1, "channels": [{"sources": [""]}]})",
         "^maxStreams: must not be negative$");
     row("maxStreams broken", R"({"maxStreams": 1.5, "channels": [{"sources": [""]}]})",

@@ -28,7 +28,9 @@ bool isNow(qint64 wallTime) { return qAbs(wallTime - QDateTime::currentMSecsSinc
 class TestStream
 {
 public:
-    TestStream() : context(avformat_alloc_context()), stream(avformat_new_stream(context.get(), nullptr))
+    TestStream()
+        : context(avformat_alloc_context())
+        , stream(avformat_new_stream(context.get(), nullptr))
     {
         stream->time_base = {1, 1000};
         stream->avg_frame_rate = {25, 1};
@@ -150,7 +152,8 @@ void MediaTimelineTest::live_keepsTimes_whenTheNetworkStalls()
 void MediaTimelineTest::packets_haveTheTimeOfDecoding_andFitTheSound()
 {
     TestStream stream;
-    QCOMPARE(stream.times({{0, -80}, {160, -40}, {80, 0}, {40, 40}, {120, 80}}), (QVector<qint64>{0, 40, 80, 120, 160}));
+    QCOMPARE(stream.times({{0, -80}, {160, -40}, {80, 0}, {40, 40}, {120, 80}}),
+             (QVector<qint64>{0, 40, 80, 120, 160}));
     QCOMPARE(stream.times({{1000, 1000}, {1040, 1040}}), (QVector<qint64>{1000, 1040}));
 }
 
