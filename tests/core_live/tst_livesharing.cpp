@@ -3,6 +3,7 @@
 #include "liveprobe.h"
 #include "support/messageguard.h"
 #include "support/moviefile.h"
+#include "support/rtspserver.h"
 #include "support/screen.h"
 #include "support/testpicture.h"
 #include "support/waiting.h"
@@ -263,6 +264,48 @@ private Q_SLOTS:
         widget.stop(false);
         QTest::qWait(100);
         QVERIFY(Screen::isNear(Screen::colorAt(&widget, inTopRight), TestPicture::topRight(), colorTolerance));
+    }
+
+    /// The second widget joins while the first one plays; a server that crashes takes both pictures along for a while.
+    void rtspStream_isShared_andComesBack()
+    {
+        messages->allow("^error count: ");
+        messages->allow("^(打开出错|找流失败|地址不通|无分辨率)");
+        RtspServer server;
+        QVERIFY(server.start());
+        const auto device = QSharedPointer<FakeDevice>::create(XTransportProtocol_Rtsp, 1, 2);
+        device->setRtspUrls({server.url("h264"), server.url("h264_pcma")});
+        QWidget window;
+        window.setGeometry(0, 0, 820, 320);
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        const QPoint inTopRight(300, 50);
+        std::vector<std::unique_ptr<LiveProbe>> widgets;
+        for (int index = 0; index < 2; ++index) {
+            auto widget = std::make_unique<LiveProbe>(XTransportProtocol_Rtsp, &window);
+            widget->setGeometry(index * 410, 0, 400, 300);
+            VideoPara para = widget->getVideoPara();
+            para.connectTimeout = 3000;
+            widget->setVideoPara(para);
+            widget->show();
+            QVERIFY(widget->init(device, 0, 1));
+            QVERIFY(widget->start());
+            widget->playStart(0);
+            QVERIFY(Screen::waitForColor(widget.get(), inTopRight, TestPicture::topRight(), colorTolerance, limitMs));
+            widgets.push_back(std::move(widget));
+        }
+        QCOMPARE(threadOf(device, 0)->previewRef().load(), 2);
+        server.kill();
+        for (const auto& widget : widgets)
+            QTRY_VERIFY_WITH_TIMEOUT(!widget->getIsRunning(), limitMs);
+        QVERIFY(server.restart());
+        for (const auto& widget : widgets) {
+            QTRY_VERIFY_WITH_TIMEOUT(widget->getIsRunning(), 2 * limitMs);
+            QVERIFY(Screen::waitForColor(widget.get(), inTopRight, TestPicture::topRight(), colorTolerance, limitMs));
+        }
+        const auto thread = threadOf(device, 0);
+        widgets.clear();
+        QTRY_VERIFY_WITH_TIMEOUT(thread->isFinished(), limitMs);
     }
 
     void decoding_endsWithTheLastDisplay_andRecordingGoesOn()
