@@ -11,7 +11,6 @@
 
 #include <QDir>
 #include <QRegularExpression>
-#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -661,13 +660,20 @@ private Q_SLOTS:
 
     void sig_downloadPts_isQueuedToOtherThreads()
     {
-        QSignalSpy spy(thread.get(), &AbstractVideoDLThread::sig_downloadPts);
+        QVector<qint64> seen;
+        bool isHere = true;
+        connect(thread.get(), &AbstractVideoDLThread::sig_downloadPts, this, [&](qint64 pts) {
+            seen << pts;
+            isHere = isHere && QThread::currentThread() == this->thread->thread();
+        });
         addFrames(DeviceStream::h264());
         addEnd();
         thread->startDL();
-        QTRY_COMPARE_WITH_TIMEOUT(spy.count(), 4, endMs);
-        QCOMPARE(spy.at(0).at(0).value<qint64>(), qint64(stampOf("20240506T100000") + 1040));
+        QTRY_COMPARE_WITH_TIMEOUT(seen.size(), 4, endMs);
+        QCOMPARE(seen.first(), qint64(stampOf("20240506T100000") + 1040));
+        QVERIFY(isHere);
         QVERIFY(thread->wait(endMs));
+        thread->disconnect(this);
     }
 
     // --- How it ends
@@ -817,9 +823,10 @@ private Q_SLOTS:
         device->queueResults("vodDownloadStart", QVector<int>(refusals, 17));
         addEnd();
         connect(thread.get(), &AbstractVideoDLThread::sig_downloadErrConnExceedMax, this, [&] { thread->startDL(); });
-        QSignalSpy finished(thread.get(), &AbstractVideoDLThread::sig_downloadFinsh);
+        int ends = 0;
+        connect(thread.get(), &AbstractVideoDLThread::sig_downloadFinsh, this, [&] { ++ends; });
         thread->startDL();
-        QTRY_COMPARE_WITH_TIMEOUT(finished.count(), 1, endMs);
+        QTRY_COMPARE_WITH_TIMEOUT(ends, 1, endMs);
         QCOMPARE(log->lines().count("exceed max"), refusals);
         QVERIFY(thread->wait(endMs));
         thread->disconnect(this);

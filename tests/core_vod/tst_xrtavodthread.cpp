@@ -706,6 +706,6 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestXRTAVodThread)
+QTEST_GUILESS_MAIN(TestXRTAVodThread)
 
 #include "tst_xrtavodthread.moc"
