@@ -38,7 +38,7 @@ public:
         camera.script(this->channel, this->stream).addAction([this] { this->stop(); });
         camera.endReads();
         this->play();
-        return Waiting::until([this] { return this->isFinished(); }, 60000);
+        return Waiting::until([this] { return this->isFinished(); }, 60000) && this->wait();
     }
 
     ThreadLog log;

@@ -42,7 +42,7 @@ bool ProtoProbe::playScript()
     addStop();
     script.end();
     play();
-    return Waiting::until([this] { return isFinished(); }, playMs);
+    return Waiting::until([this] { return isFinished(); }, playMs) && wait();
 }
 
 void ProtoProbe::addStop()
