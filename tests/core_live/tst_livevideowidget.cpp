@@ -1036,7 +1036,7 @@ void TestLiveVideoWidget::recorderState_isTheShownStreams()
     widget.stop();
     QVERIFY(!isRecordingShown());
     thread->recordStop(AbstractVideoThread::MANUAL_RECORD);
-    QTRY_VERIFY(!thread->hasOpenFile()); // while the folder is there
+    Vantor::release(); // the file gets its name while the folder is there
 }
 
 QTEST_MAIN(TestLiveVideoWidget)
