@@ -11,6 +11,7 @@
 #include "sourcesdialog.h"
 #include "videocell.h"
 #include "videogrid.h"
+#include "volumebar.h"
 
 #include <QActionGroup>
 #include <QCloseEvent>
@@ -147,6 +148,8 @@ void MainWindow::makeCellActions()
     muteAction = addAction("sound", tr("Sound"), "sound", QKeySequence(Qt::Key_M));
     muteAction->setCheckable(true);
     connect(muteAction, &QAction::triggered, this, [this] { videoGrid->selectedCell()->toggleMuted(); });
+    volumeBar = new VolumeBar(toolBar);
+    toolBar->addWidget(volumeBar);
     streamAction = addAction("stream", tr("Main or sub stream"), "stream", QKeySequence(Qt::Key_T));
     streamAction->setCheckable(true);
     connect(streamAction, &QAction::triggered, this, [this] { videoGrid->selectedCell()->switchStream(); });
@@ -222,6 +225,7 @@ QAction* MainWindow::addAction(const QString& name, const QString& text, const Q
 void MainWindow::selectCell(VideoCell* cell)
 {
     playbackBar->setCell(cell);
+    volumeBar->setCell(cell);
     refresh();
 }
 

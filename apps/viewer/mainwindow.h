@@ -17,6 +17,7 @@ class QToolBar;
 class Snapshots;
 class VideoCell;
 class VideoGrid;
+class VolumeBar;
 
 /// The viewer's window: the devices beside the grid, the tool bar above, the playback bar and the status bar below.
 class MainWindow : public QMainWindow
@@ -81,6 +82,7 @@ private:
     QAction* snapshotAction = nullptr;
     QAction* recordAction = nullptr;
     QAction* muteAction = nullptr;
+    VolumeBar* volumeBar = nullptr;
     QList<QAction*> cellActions;
     QLabel* summaryLabel = nullptr;
 };

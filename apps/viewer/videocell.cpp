@@ -68,11 +68,14 @@ void VideoCell::setUp(CellView* view)
     widget->setVideoPara(para);
     widget->setVideoMode(options.mode);
     view->setSaveInterval(options.recordInterval);
+    widget->setVolume(setVolumePercent);
+    widget->setCalcLevel(isLevelWanted);
 
     widget->installEventFilter(this);
     connect(widget, &AbstractVideoWidget::sig_btnClicked, this, &VideoCell::pressButton);
     connect(widget, &AbstractVideoWidget::sig_fileDrag, this, &VideoCell::dropped);
     connect(widget, &AbstractVideoWidget::snapImage, this, &VideoCell::snapImage);
+    connect(widget, &AbstractVideoWidget::receiveLevel, this, &VideoCell::levelChanged);
     connect(view, &CellView::stateChanged, this, [this, view](CellState state) {
         if (view == shownView)
             setState(state);
@@ -188,10 +191,25 @@ bool VideoCell::isMuted() const { return display()->getWidgetPara().muted; }
 
 void VideoCell::toggleMuted() { switchSound(isMuted()); }
 
+int VideoCell::volume() const { return setVolumePercent; }
+
+void VideoCell::setVolume(int percent)
+{
+    setVolumePercent = percent;
+    for (CellView* view : qAsConst(views))
+        view->display()->setVolume(percent);
+}
+
+void VideoCell::setLevelWanted(bool wanted)
+{
+    isLevelWanted = wanted;
+    for (CellView* view : qAsConst(views))
+        view->display()->setCalcLevel(wanted);
+}
+
 void VideoCell::switchSound(bool on)
 {
     display()->setMuted(!on);
-    updateBanner();
     Q_EMIT message(isMuted() ? tr("%1: sound off").arg(shownSource.title())
                              : tr("%1: sound on").arg(shownSource.title()));
 }
@@ -219,6 +237,8 @@ void VideoCell::pressButton(const QString& name)
 void VideoCell::startTalk()
 {
     if (shownView->canTalk()) {
+        if (isMuted())
+            switchSound(true); // while the sound is off, nothing is taken from the microphone
         Q_EMIT message(tr("%1: talk-back is on").arg(shownSource.title()));
         return;
     }
@@ -319,7 +339,6 @@ QString VideoCell::longStateText() const
 
 void VideoCell::updateBanner()
 {
-    banner()->receiveMuted(isMuted());
     banner()->showInfo(shortStateText());
 }
 

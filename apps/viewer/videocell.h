@@ -69,11 +69,21 @@ public:
     bool isMuted() const;
     void toggleMuted();
 
+    /// 0 to 100, kept for every source that the cell shows.
+    int volume() const;
+    void setVolume(int percent);
+
+    /// Whether levelChanged() is wanted.
+    void setLevelWanted(bool wanted);
+
 Q_SIGNALS:
     /// The state, or what is recorded.
     void stateChanged();
     void positionChanged(qint64 milliseconds);
     void durationChanged();
+
+    /// Level of the sound that plays, 0 to 1.
+    void levelChanged(double level);
     void recorderStateChanged(const RecorderState& state, const QString& file);
     void snapImage(const QImage& image, const QString& file);
     void selected();
@@ -118,4 +128,6 @@ private:
     CellRecorder* const recorder; ///< child
     Source shownSource;
     CellState currentState = CellState::Empty;
+    int setVolumePercent = 100;
+    bool isLevelWanted = false;
 };

@@ -288,6 +288,7 @@ private:
     template <typename Value>
     void changeBanner(Value BannerPara::*field, const Value& value);
     void showZoomCursor();
+    void showSound(bool on);
     template <typename... Arguments>
     void callAudioPlayer(const char* slot, Arguments... arguments);
 

@@ -100,7 +100,7 @@ void AbstractVideoWidget::setVolume(int newVolume)
 void AbstractVideoWidget::setMuted(bool muted)
 {
     widgetPara.muted = muted;
-    bannerWidget->receiveMuted(muted);
+    showSound(!muted);
     callAudioPlayer("receiveMuted", Q_ARG(bool, muted));
 }
 
@@ -111,12 +111,21 @@ void AbstractVideoWidget::setCalcLevel(bool wanted)
         audioThread->setLevel(wanted);
 }
 
+/// BannerWidget::receiveMuted() would take a talk button for the sound's: "TalkMuted" ends like "Muted".
+void AbstractVideoWidget::showSound(bool on)
+{
+    if (on)
+        bannerWidget->changeStatus("btnMuted", "btnSound", ":/primary/volume.svg");
+    else
+        bannerWidget->changeStatus("btnSound", "btnMuted", ":/primary/close_volume.svg");
+}
+
 void AbstractVideoWidget::showTalk(bool on)
 {
     if (on)
         bannerWidget->changeStatus("TalkMuted", "Talk", ":/primary/mic.svg");
     else
-        bannerWidget->changeStatus("Talk", "TalkMuted", ":/primary/mic-close.svg");
+        bannerWidget->changeStatus("btnTalk", "btnTalkMuted", ":/primary/mic-close.svg");
 }
 
 /// The buttons of the bar do what they have come to show.

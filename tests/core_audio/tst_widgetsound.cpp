@@ -225,7 +225,7 @@ private Q_SLOTS:
     {
         UrlProbe widget;
         widget.setGeometry(100, 100, 320, 240);
-        addButtons(&widget, {"btnSound", "btnTalkMuted"});
+        addButtons(&widget, {"btnSound", "btnTalk"});
         widget.show();
         widget.setUrl(rtsp.url("h264_pcmu"));
         QVERIFY(widget.start());
@@ -254,9 +254,9 @@ private Q_SLOTS:
         QVERIFY(widget.init(device, 0, 1));
         QVERIFY(widget.start());
         QVERIFY(button(&widget, "btnTalkMuted")); // nobody talks yet
-
         button(&widget, "btnTalkMuted")->click();
         QTRY_VERIFY(device->talkData().size() > 800);
+        QCOMPARE(device->countOf("startTalk"), 1);
         QVERIFY(button(&widget, "btnTalk"));
         button(&widget, "btnTalk")->click();
         QTRY_COMPARE(device->countOf("stopTalk"), 1);
@@ -275,11 +275,13 @@ private Q_SLOTS:
         QCOMPARE(busy.count(), 1);
 
         device->setResult("startTalk", XRet::Ok);
-        widget.talkStart();
+        widget.talkStart(); // the button follows
+        QVERIFY(button(&widget, "btnTalk"));
         QTRY_COMPARE(server.inputStreams(), 1);
         device->endReads();
         widget.stop();
         QTRY_COMPARE(device->countOf("stopTalk"), 2); // a talk ends with the widget's streams
+        QVERIFY(button(&widget, "btnTalkMuted"));
         QTRY_COMPARE(server.inputStreams(), 0);
     }
 
