@@ -27,11 +27,13 @@ XVideoEncPara encodingOf(const VideoPackager::Picture& picture, const AVStream* 
 MediaPass::MediaPass(MediaPlay& wholePlay)
     : play(wholePlay)
     , input(wholePlay.stop)
+    , held(makePacket())
 {
 }
 
 QString MediaPass::open(const MediaSourceAddress& address)
 {
+    isLive = address.isLive();
     const QString problem = input.open(address);
     if (!problem.isEmpty())
         return problem;
@@ -67,14 +69,24 @@ void MediaPass::openAudio(const QString& name)
 
 QString MediaPass::run()
 {
-    const AvPacketPtr packet = makePacket();
+    AvPacketPtr packet = makePacket();
     int error = input.read(packet.get());
     while (error == 0 && !play.stop.isRequested()) {
-        deliver(packet.get());
+        pass(packet);
         error = input.read(packet.get());
     }
     finish();
     return error == 0 || error == AVERROR_EOF ? QString() : input.errorText(error);
+}
+
+/// When a live source is lost in the middle of a picture, FFmpeg hands out what there is of it as if it were whole. What
+/// tells it from a whole one is that nothing follows, so each packet waits for the next, and the last is dropped.
+void MediaPass::pass(AvPacketPtr& packet)
+{
+    if (isLive)
+        packet.swap(held);
+    if (packet->data)
+        deliver(packet.get());
 }
 
 void MediaPass::deliver(AVPacket* packet)

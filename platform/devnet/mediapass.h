@@ -34,6 +34,7 @@ public:
 private:
     QString openVideo();
     void openAudio(const QString& name);
+    void pass(AvPacketPtr& packet);
     void deliver(AVPacket* packet);
     void deliverVideo(AVPacket* packet, qint64 time);
     void putPicture(const VideoPackager::Picture& picture, qint64 time);
@@ -43,6 +44,8 @@ private:
 
     MediaPlay& play;
     MediaInput input;
+    bool isLive = false;
+    AvPacketPtr held; ///< of a live source, the last packet, until there is another
     AVStream* video = nullptr; ///< borrowed from the input, as audio
     AVStream* audio = nullptr;
     std::optional<PacketClock> videoClock;

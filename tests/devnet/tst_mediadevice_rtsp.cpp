@@ -54,6 +54,7 @@ private Q_SLOTS:
     void size_changesWithTheKeyFrame();
     void codecInfo_changesWithTheFrameThatIsRead();
     void stream_comesBack_whenTheServerIsStartedAgain();
+    void stream_endsWithAWholePicture_whenItIsCut();
     void stream_isLost_whenTheServerFallsSilent();
     void stream_comesUp_whenTheServerDoes();
     void disable_returnsAtOnce_whenTheServerFallsSilent();
@@ -172,6 +173,36 @@ void MediaDeviceRtspTest::stream_comesBack_whenTheServerIsStartedAgain()
     QCOMPARE(guard->texts(QtWarningMsg).size(), 1);
     QCOMPARE(guard->texts(QtInfoMsg).size(), 1);
     QVERIFY(guard->contains("^Device channel 0 stream 0 \\(.*\\) is back$"));
+}
+
+/// Cut in many places, of which some are in the middle of a picture.
+void MediaDeviceRtspTest::stream_endsWithAWholePicture_whenItIsCut()
+{
+    guard->allow("^Device channel \\d+ stream 0 \\(.*\\) is lost, and tried again: .+");
+    constexpr int cuts = 12;
+    constexpr qint64 firstCut = 30000;
+    constexpr qint64 cutStep = 700;
+    constexpr int readMs = 8000;
+    std::vector<std::unique_ptr<TcpProxy>> proxies;
+    QStringList urls;
+    for (int i = 0; i < cuts; ++i) {
+        proxies.push_back(std::make_unique<TcpProxy>(server.port()));
+        proxies.back()->cutAfter(firstCut + i * cutStep);
+        urls.append(proxies.back()->url(server.url("h264")));
+    }
+    MediaDevice device(deviceOf(urls));
+    std::vector<std::future<ReadFrames>> readers;
+    for (int channel = 0; channel < cuts; ++channel) {
+        QCOMPARE(device.enableMediaTransmit(channel, 0, true), XRet::Ok);
+        readers.push_back(std::async(std::launch::async,
+                                     [&device, channel] { return DeviceReader::read(device, channel, 0, readMs); }));
+    }
+    for (int channel = 0; channel < cuts; ++channel) {
+        const ReadFrames frames = readers.at(static_cast<std::size_t>(channel)).get();
+        QVERIFY(proxies.at(static_cast<std::size_t>(channel))->connections() > 1);
+        QVERIFY(frames.size() > 10);
+        QCOMPARE(DeviceReader::pictureHashes(DeviceReader::joined(frames), "h264").size(), frames.size());
+    }
 }
 
 void MediaDeviceRtspTest::stream_isLost_whenTheServerFallsSilent()
