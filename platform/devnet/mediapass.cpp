@@ -79,8 +79,8 @@ QString MediaPass::run()
     return error == 0 || error == AVERROR_EOF ? QString() : input.errorText(error);
 }
 
-/// When a live source is lost in the middle of a picture, FFmpeg hands out what there is of it as if it were whole. What
-/// tells it from a whole one is that nothing follows, so each packet waits for the next, and the last is dropped.
+/// When a live source is lost in the middle of a picture, FFmpeg hands out what there is of it as if it were whole.
+/// What tells it from a whole one is that nothing follows, so each packet waits for the next, and the last is dropped.
 void MediaPass::pass(AvPacketPtr& packet)
 {
     if (isLive)

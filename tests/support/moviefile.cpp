@@ -70,7 +70,10 @@ MovieFile::MovieFile(const QString& path)
 
 bool MovieFile::decodes() const
 {
-    const Result result = runProgram("ffmpeg", {"-v", "error", "-nostdin", "-i", file, "-f", "null", "-"});
+    // Times as the file has them: where a stream was interrupted there are fewer pictures than its mean rate says, and
+    // times rounded to that rate fall together.
+    const Result result
+        = runProgram("ffmpeg", {"-v", "error", "-nostdin", "-i", file, "-enc_time_base", "-1", "-f", "null", "-"});
     if (!result.errors.isEmpty())
         qInfo().noquote() << file << result.errors;
     return result.isGood && result.errors.isEmpty();

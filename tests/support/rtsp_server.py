@@ -20,7 +20,7 @@ RATE = 25
 BITS = 12
 SIZES = [(320, 240), (400, 304)]
 
-VIDEO = "appsrc name=pictures is-live=true format=time leaky-type=downstream max-buffers=4"
+VIDEO = "appsrc name=pictures is-live=true format=time leaky-type=downstream max-buffers=50 max-bytes=0"
 H264 = f"{VIDEO} ! x264enc tune=zerolatency speed-preset=ultrafast threads=1 bitrate=600 key-int-max=10"
 H264_PAY = f"{H264} ! video/x-h264,profile=baseline ! rtph264pay name=pay0 pt=96 config-interval=-1"
 H265_PAY = (f"{VIDEO} ! x265enc tune=zerolatency speed-preset=ultrafast bitrate=600 key-int-max=10 "
@@ -46,6 +46,7 @@ MOUNTS = {
     "/secure": H264_PAY + " " + PCMA.format(pay="pay1"),
     "/sdp_only": H264_SDP_PAY,
     "/switch": H264_PAY,
+    "/other_size": H264_PAY,
 }
 
 
@@ -129,6 +130,7 @@ class Server:
         mounts = self.server.get_mount_points()
         for path, launch in MOUNTS.items():
             mounts.add_factory(path, self.live_factory(path, launch))
+        mounts.add_factory("/chosen", self.live_factory("/chosen", MOUNTS["/" + arguments.chosen]))
         if arguments.file:
             mounts.add_factory("/file", self.file_factory(arguments.file))
 
@@ -159,8 +161,8 @@ class Server:
         factory = GstRtspServer.RTSPMediaFactory()
         factory.set_launch(f"( {launch} )")
         factory.set_latency(50)
-        switches = path == "/switch"
-        factory.connect("media-configure", self.configure, (lambda: self.switched) if switches else (lambda: 0))
+        size_indexes = {"/switch": lambda: self.switched, "/other_size": lambda: 1}
+        factory.connect("media-configure", self.configure, size_indexes.get(path, lambda: 0))
         return self.permit(factory, secure=path == "/secure")
 
     def file_factory(self, path):
@@ -209,6 +211,7 @@ def main():
     parser.add_argument("--port", type=int, default=0)
     parser.add_argument("--user", default="user")
     parser.add_argument("--password", default="password")
+    parser.add_argument("--chosen", default="h264")
     parser.add_argument("--file")
     Gst.init(None)
     Server(parser.parse_args()).run()

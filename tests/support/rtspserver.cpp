@@ -15,6 +15,7 @@ constexpr int stopMs = 5000;
 RtspServer::RtspServer()
     : user("user")
     , password("password")
+    , chosen("h264")
 {
     process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
 }
@@ -27,12 +28,14 @@ void RtspServer::setCredentials(const QString& newUser, const QString& newPasswo
     password = newPassword;
 }
 
+void RtspServer::setChosen(const QString& mount) { chosen = mount; }
+
 void RtspServer::setFile(const QString& path) { file = path; }
 
 bool RtspServer::start()
 {
-    QStringList arguments{
-        VANTOR_TEST_RTSP_SERVER, "--port", QString::number(boundPort), "--user", user, "--password", password};
+    QStringList arguments{VANTOR_TEST_RTSP_SERVER, "--port", QString::number(boundPort)};
+    arguments << "--user" << user << "--password" << password << "--chosen" << chosen;
     if (!file.isEmpty())
         arguments << "--file" << file;
     process.start(VANTOR_TEST_PYTHON, arguments);

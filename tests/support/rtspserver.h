@@ -19,6 +19,8 @@
 /// | "secure"    | as "h264_pcma", for the user of setCredentials() alone                           |
 /// | "sdp_only"  | H.264 whose parameter sets are in the description and never among the packets    |
 /// | "switch"    | H.264 whose size changes in mid-stream with every switchResolution()             |
+/// | "other_size"| as "h264", 400x304                                                               |
+/// | "chosen"    | what the mount of setChosen() serves, "h264" unless set                           |
 /// | "file"      | the file of setFile(), once                                                      |
 ///
 /// The calls wait for the process in an event loop of their own, so timers and queued calls go on meanwhile.
@@ -34,6 +36,9 @@ public:
 
     /// The user and the password of the mount "secure", for the next start.
     void setCredentials(const QString& user, const QString& password);
+
+    /// What the mount "chosen" serves, the name of one of the other live mounts, for the next start.
+    void setChosen(const QString& mount);
 
     /// The media file of the mount "file", for the next start.
     void setFile(const QString& path);
@@ -72,6 +77,7 @@ private:
     QProcess process;
     QString user;
     QString password;
+    QString chosen;
     QString file;
     quint16 boundPort = 0;
 };
