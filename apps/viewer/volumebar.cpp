@@ -21,6 +21,7 @@ VolumeBar::VolumeBar(QWidget* parent)
     slider->setFocusPolicy(Qt::NoFocus);
     meter->setObjectName("level");
     meter->setToolTip(tr("Level of the selected cell"));
+    setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Preferred); // the room of the tool bar goes before the last buttons
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(4, 0, 8, 0);
     layout->addWidget(slider);
