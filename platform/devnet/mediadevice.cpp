@@ -3,6 +3,7 @@
 #include "devnet/mediasource.h"
 #include "devnet/mediastream.h"
 #include "devnet/streamlimit.h"
+#include "devnet/talksink.h"
 #include "devnet/testsource.h"
 
 #include <QLoggingCategory>
@@ -68,6 +69,7 @@ MediaDevice::MediaDevice(const MediaDeviceConfig& config)
     : settings(config)
     , streamsPerChannel(mostSources(config))
     , limit(std::make_unique<StreamLimit>(config.maxStreams))
+    , talk(std::make_unique<TalkSink>(config.talkFolder))
 {
     silenceFFmpeg();
     for (int i = 0; i < settings.channels.size(); ++i) {
@@ -171,3 +173,9 @@ MediaStream* MediaDevice::stream(int channel, int index) const
         return nullptr;
     return streams.at(static_cast<std::size_t>(channel * streamsPerChannel + index)).get();
 }
+
+XRetError MediaDevice::startTalk(int) { return talk->start(); }
+
+XRetError MediaDevice::stopTalk(int) { return talk->stop(); }
+
+XRetError MediaDevice::sendTalkData(const char* data, int length, int) { return talk->write(data, length); }

@@ -8,6 +8,7 @@
 
 class MediaStream;
 class StreamLimit;
+class TalkSink;
 
 /// A device made of ordinary media: each stream is an address (RTSP or another), a media file that is played in real
 /// time again and again, or the built-in test picture, as its MediaDeviceConfig says.
@@ -71,6 +72,12 @@ public:
     /// Holds until the source sends something else.
     XRetError setCodecInfo(int channel, int stream, XVideoEncPara& video, XAudioEncPara& audio) override;
 
+    /// What is said becomes a WAV file (G.711 mu-law) in the talkFolder, one a talk and named by the moment it began.
+    /// Busy for a second talker, NotSupported without a folder. @p channel does not matter.
+    XRetError startTalk(int channel) override;
+    XRetError stopTalk(int channel) override;
+    XRetError sendTalkData(const char* data, int length, int channel) override;
+
 private:
     std::unique_ptr<MediaStream> makeStream(int channel, int index) const;
     MediaStream* stream(int channel, int index) const;
@@ -78,5 +85,6 @@ private:
     const MediaDeviceConfig settings;
     const int streamsPerChannel;
     const std::unique_ptr<StreamLimit> limit;
+    const std::unique_ptr<TalkSink> talk;
     std::vector<std::unique_ptr<MediaStream>> streams;
 };

@@ -21,12 +21,13 @@ class Reader
 public:
     MediaDeviceConfig device(const QJsonObject& object)
     {
-        checkKeys(object, {}, {"alias", "serialNumber", "protocol", "maxStreams", "channels"});
+        checkKeys(object, {}, {"alias", "serialNumber", "protocol", "maxStreams", "talkFolder", "channels"});
         MediaDeviceConfig config;
         config.alias = text(object, {}, "alias");
         config.serialNumber = text(object, {}, "serialNumber");
         config.protocol = protocol(object);
         config.maxStreams = maxStreams(object);
+        config.talkFolder = text(object, {}, "talkFolder");
         const QJsonArray channels = list(object, {}, "channels");
         for (int i = 0; i < channels.size(); ++i)
             config.channels.append(channel(channels.at(i), QString("channels[%1]").arg(i), config.protocol));
@@ -137,6 +138,8 @@ MediaDeviceConfig refused(QString* error, const QString& reason)
 
 void resolveFiles(MediaDeviceConfig& config, const QDir& folder)
 {
+    if (!config.talkFolder.isEmpty())
+        config.talkFolder = folder.absoluteFilePath(config.talkFolder);
     for (MediaDeviceConfig::Channel& channel : config.channels) {
         for (QString& source : channel.sources) {
             QString problem;

@@ -24,6 +24,7 @@ struct MediaDeviceConfig
     XTransportProtocol protocol = XTransportProtocol_Rta;
     QVector<Channel> channels;
     int maxStreams = 0; ///< streams that may be open at once; 0 for any number
+    QString talkFolder; ///< where what is said to the device is kept; empty for a device that can't be talked to
 
     /// Whether there is a channel; false for what a failed fromJson() returns.
     bool isValid() const { return !channels.isEmpty(); }
@@ -31,7 +32,8 @@ struct MediaDeviceConfig
     bool operator==(const MediaDeviceConfig& other) const
     {
         return alias == other.alias && serialNumber == other.serialNumber && protocol == other.protocol
-            && channels == other.channels && maxStreams == other.maxStreams;
+            && channels == other.channels && maxStreams == other.maxStreams
+            && talkFolder == other.talkFolder;
     }
 
     /// Reads a JSON object; docs/devices.md lists its keys. Nothing is overlooked: an unknown key, a value of a wrong

@@ -14,6 +14,7 @@ const QByteArray whole
       R"(    "serialNumber": "A-17",)"
       R"(    "protocol": 1,)"
       R"(    "maxStreams": 3,)"
+      R"(    "talkFolder": "talks",)"
       R"(    "channels": [)"
       R"(        { "name": "门口", "sources": ["rtsp://10.0.0.4/main", "test:320x240@10,h265,alaw,tone=1000"] },)"
       R"(        { "sources": ["clips/yard.mp4", "", "test:"] })"
@@ -63,6 +64,7 @@ void MediaDeviceConfigTest::fromJson_takesOverEveryKey()
     QCOMPARE(config.serialNumber, QString("A-17"));
     QCOMPARE(config.protocol, XTransportProtocol_Mbe);
     QCOMPARE(config.maxStreams, 3);
+    QCOMPARE(config.talkFolder, QString("talks"));
     QCOMPARE(config.channels.size(), 2);
     QCOMPARE(config.channels.at(0).name, QString::fromUtf8("门口"));
     QCOMPARE(config.channels.at(0).sources,
