@@ -17,6 +17,8 @@ Q_LOGGING_CATEGORY(lcPlayer, "vantor.audio.player")
 
 // What the output holds back before it begins, and the most that it holds. Sound servers add up to as much again.
 constexpr qint64 outputBufferUs = 120000;
+// What may wait for room in it when the next buffer comes.
+constexpr qint64 queueUs = 40000;
 constexpr int writeIntervalMs = 10;
 constexpr int watchIntervalMs = 1000;
 constexpr int retryMs = 3000;
@@ -309,9 +311,14 @@ void AudioPlayer::play(const char* data, int len)
 void AudioPlayer::queueSamples(const char* data, int len)
 {
     writeQueued();
-    // What still waits is late by all that the output holds; the newer samples take its place.
+    // What waits longer is late by all that the output holds; the newer samples take its place.
     const int frameBytes = wantedOutput.format.bytesPerFrame();
-    queued = frameBytes > 0 ? QByteArray(data, len - len % frameBytes) : QByteArray();
+    if (frameBytes < 1)
+        return;
+    const int mostBytes = wantedOutput.format.bytesForDuration(queueUs);
+    if (queued.size() > mostBytes)
+        queued = queued.right(mostBytes);
+    queued.append(data, len - len % frameBytes);
     leadIn();
     writeQueued();
     if (!queued.isEmpty() && !writeTimer.isActive())

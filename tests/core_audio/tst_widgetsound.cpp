@@ -122,7 +122,11 @@ private Q_SLOTS:
         QVERIFY2(server.start(), "there is no sound server to test with");
         QVERIFY(rtsp.start());
     }
-    void init() { guard.reset(new MessageGuard); }
+    void init()
+    {
+        guard.reset(new MessageGuard);
+        guard->allow("Server returned 5XX"); // a busy machine makes the pictures too late; it is tried again
+    }
     void cleanup() { VERIFY_NO_UNEXPECTED_MESSAGES(*guard); }
     void cleanupTestCase() { Vantor::release(); }
 

@@ -48,6 +48,18 @@ double strongest(const std::vector<double>& signal, int sampleRate, double from,
     return best;
 }
 
+/// That of most of the signal: a sample that is missing turns the phase, and the parts before and after it cancel out.
+double usualStrength(const std::vector<double>& signal, int sampleRate, double frequency)
+{
+    const std::ptrdiff_t length = std::min<std::ptrdiff_t>(sampleRate / 20, signal.size());
+    std::vector<double> strengths;
+    for (auto part = signal.begin(); signal.end() - part >= length; part += length)
+        strengths.push_back(std::abs(strength({part, part + length}, sampleRate, frequency)));
+    const auto middle = strengths.begin() + std::ptrdiff_t(strengths.size() / 2);
+    std::nth_element(strengths.begin(), middle, strengths.end());
+    return *middle;
+}
+
 } // namespace
 
 QByteArray Tone::sine(double frequency, int sampleRate, int milliseconds, double amplitude)
@@ -70,7 +82,7 @@ Tone::Measure Tone::measure(const QByteArray& samples, int sampleRate)
     const double rough = strongest(beginning, sampleRate, 50, std::min(4000, sampleRate / 2), 5);
     Measure result;
     result.frequency = strongest(signal, sampleRate, rough - 5, rough + 5, 0.25);
-    result.amplitude = std::abs(strength(signal, sampleRate, result.frequency));
+    result.amplitude = usualStrength(signal, sampleRate, result.frequency);
     double power = 0;
     for (const double value : signal)
         power += value * value;
