@@ -55,7 +55,7 @@ bool TalkSink::makeFile()
     for (int number = 2; QFile::exists(name); ++number)
         name = QString("%1_%2.wav").arg(begin).arg(number);
     file.setFileName(name);
-    return file.open(QIODevice::WriteOnly) && file.write(header(0)) == qint64(headerBytes);
+    return file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) && file.write(header(0)) == qint64(headerBytes);
 }
 
 XRetError TalkSink::stop()
