@@ -190,10 +190,12 @@ void AudioPlayer::openInput()
     dropInput();
     const auto lease = std::make_shared<SoundSystem::Lease>();
     const QAudioDeviceInfo device = chooseDevice(*lease, QAudio::AudioInput, wantedInput.deviceName);
-    input = new Input(lease, device, wantedInput.format, this);
-    inputDevice = input->start();
     wantedInput.lastTry.start();
     lastInput.start();
+    if (device.isNull() && wantedInput.deviceName.isEmpty())
+        return; // the machine has none, and Qt need not say so as well
+    input = new Input(lease, device, wantedInput.format, this);
+    inputDevice = input->start();
     if (!inputDevice) {
         dropInput(); // its lease would keep the connection from being made again
         return;
@@ -260,11 +262,13 @@ void AudioPlayer::openOutput()
     dropOutput();
     const auto lease = std::make_shared<SoundSystem::Lease>();
     const QAudioDeviceInfo device = chooseDevice(*lease, QAudio::AudioOutput, wantedOutput.deviceName);
+    wantedOutput.lastTry.start();
+    if (device.isNull() && wantedOutput.deviceName.isEmpty())
+        return; // the machine has none, and Qt need not say so as well
     output = new Output(lease, device, wantedOutput.format);
     output->setBufferSize(wantedOutput.format.bytesForDuration(outputBufferUs));
     output->setVolume(toLinear(volume));
     outputDevice = output->start();
-    wantedOutput.lastTry.start();
     if (!outputDevice) {
         dropOutput(); // its lease would keep the connection from being made again
         return;

@@ -100,7 +100,7 @@ private Q_SLOTS:
         QCOMPARE(talk->played, 0);
         QCOMPARE(guard->count(QtWarningMsg, noOutput), 1);
         QCOMPARE(guard->count(QtWarningMsg, noMicrophone), 1);
-        QCOMPARE(warnings(), 2);
+        QCOMPARE(guard->texts(QtWarningMsg).size(), 2); // Qt has nothing to add
     }
 
     void sound_comes_whenAServerCame()
