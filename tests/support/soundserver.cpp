@@ -7,6 +7,8 @@
 
 #include <csignal>
 
+#include <sys/prctl.h>
+
 namespace {
 constexpr int startMs = 20000;
 constexpr int stopMs = 5000;
@@ -26,6 +28,8 @@ void endNow(QProcess& process)
 
 } // namespace
 
+void SoundServer::Child::setupChildProcess() { prctl(PR_SET_PDEATHSIG, SIGKILL); }
+
 SoundServer::SoundServer()
 {
     qputenv("PULSE_SERVER", ("unix:" + folder.filePath("native")).toUtf8());
@@ -33,7 +37,7 @@ SoundServer::SoundServer()
     qputenv("PULSE_STATE_PATH", folder.path().toUtf8());
     qputenv("PULSE_COOKIE", folder.filePath("cookie").toUtf8());
     qputenv("XDG_RUNTIME_DIR", folder.path().toUtf8());
-    for (QProcess* process : {&daemon, &recorder, &speaker})
+    for (Child* process : {&daemon, &recorder, &speaker})
         process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
 }
 

@@ -61,13 +61,20 @@ public:
     static constexpr int recordingRate = 48000;
 
 private:
+    /// Ends with the test, also when that is killed.
+    class Child : public QProcess
+    {
+    protected:
+        void setupChildProcess() override;
+    };
+
     bool writeScript();
     int countStreams(const QString& kind);
 
     QTemporaryDir folder;
-    QProcess daemon;
-    QProcess recorder;
-    QProcess speaker;
+    Child daemon;
+    Child recorder;
+    Child speaker;
     QByteArray samples;
     bool hasSpeaker = true;
     bool hasMicrophone = true;
