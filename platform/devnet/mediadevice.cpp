@@ -1,5 +1,6 @@
 #include "devnet/mediadevice.h"
 
+#include "devnet/mediaarchive.h"
 #include "devnet/mediasource.h"
 #include "devnet/mediastream.h"
 #include "devnet/streamlimit.h"
@@ -70,6 +71,7 @@ MediaDevice::MediaDevice(const MediaDeviceConfig& config)
     , streamsPerChannel(mostSources(config))
     , limit(std::make_unique<StreamLimit>(config.maxStreams))
     , talk(std::make_unique<TalkSink>(config.talkFolder))
+    , archive(std::make_unique<MediaArchive>(config.archive, *limit))
 {
     silenceFFmpeg();
     for (int i = 0; i < settings.channels.size(); ++i) {
@@ -165,6 +167,77 @@ XRetError MediaDevice::setCodecInfo(int channel, int index, XVideoEncPara& video
         return XRet::BadParameter;
     media->setFormat({video, audio});
     return XRet::Ok;
+}
+
+QVector<MediaRecording> MediaDevice::recordings(int channel, const QDateTime& from, const QDateTime& to) const
+{
+    QVector<MediaRecording> found;
+    const QVector<ArchiveFile> files = archive->find(channel, from, to);
+    for (const ArchiveFile& file : files)
+        found.append({ArchiveTime::wall(file.start), ArchiveTime::wall(file.end)});
+    return found;
+}
+
+XRetError MediaDevice::vodStart(unsigned id, const VodStartPara& para) { return archive->startPlayback(id, para); }
+
+XRetError MediaDevice::vodStop(unsigned id) { return archive->stopPlayback(id); }
+
+XRetError MediaDevice::vodPause(unsigned id)
+{
+    const auto playback = archive->playback(id);
+    if (!playback)
+        return XRet::BadParameter;
+    playback->pause();
+    return XRet::Ok;
+}
+
+XRetError MediaDevice::vodResume(unsigned id)
+{
+    const auto playback = archive->playback(id);
+    if (!playback)
+        return XRet::BadParameter;
+    playback->resume();
+    return XRet::Ok;
+}
+
+XRetError MediaDevice::vodSeek(unsigned id, const QDateTime& time)
+{
+    const auto playback = archive->playback(id);
+    if (!playback || !time.isValid())
+        return XRet::BadParameter;
+    playback->seek(ArchiveTime::of(time));
+    return XRet::Ok;
+}
+
+XRetError MediaDevice::vodSetSpeed(unsigned id, int speed)
+{
+    const auto playback = archive->playback(id);
+    return playback ? playback->setSpeed(speed) : XRet::BadParameter;
+}
+
+XRetError MediaDevice::vodReadFrame(unsigned id, XFrameHeader* frame, int timeout)
+{
+    const auto playback = archive->playback(id);
+    return playback && frame ? playback->read(frame, timeout) : XRet::BadParameter;
+}
+
+XRetError MediaDevice::vodDownloadStart(unsigned id, const VodDownloadPara& para)
+{
+    return archive->startDownload(id, para);
+}
+
+XRetError MediaDevice::vodDownloadStop(unsigned id) { return archive->stopDownload(id); }
+
+XRetError MediaDevice::vodGetDownloadSdp(unsigned id, VodSdp& sdp)
+{
+    const auto download = archive->download(id);
+    return download && download->describe(sdp) ? XRet::Ok : XRet::BadParameter;
+}
+
+XRetError MediaDevice::vodReadDLFrame(unsigned id, XFrameHeader* frame, int)
+{
+    const auto download = archive->download(id);
+    return download && frame ? download->read(frame) : XRet::BadParameter;
 }
 
 MediaStream* MediaDevice::stream(int channel, int index) const

@@ -6,9 +6,17 @@
 #include <memory>
 #include <vector>
 
+class MediaArchive;
 class MediaStream;
 class StreamLimit;
 class TalkSink;
+
+/// A recording of a device's archive, local time.
+struct MediaRecording
+{
+    QDateTime start;
+    QDateTime end;
+};
 
 /// A device made of ordinary media: each stream is an address (RTSP or another), a media file that is played in real
 /// time again and again, or the built-in test picture, as its MediaDeviceConfig says.
@@ -78,6 +86,34 @@ public:
     XRetError stopTalk(int channel) override;
     XRetError sendTalkData(const char* data, int length, int channel) override;
 
+    /// @name Recordings of the archive folder
+    /// The library's own, found by their names <start>_<end>_<channel>.mp4, in the folder or below it. The number of a
+    /// playback or download is the channel. Time stamps are milliseconds since 1970 of what the clock on the wall showed
+    /// as if that were UTC, so the time zone of the reader does not matter. Playbacks and downloads count as streams.
+    /// @{
+
+    /// Recordings of @p channel that touch the period, local time; looks at the disk.
+    QVector<MediaRecording> recordings(int channel, const QDateTime& from, const QDateTime& to) const;
+
+    /// AlreadyEnabled while there is a playback of that number.
+    XRetError vodStart(unsigned id, const VodStartPara& para) override;
+    XRetError vodStop(unsigned id) override;
+    XRetError vodPause(unsigned id) override;
+    XRetError vodResume(unsigned id) override;
+    XRetError vodSeek(unsigned id, const QDateTime& time) override;
+
+    /// 1 to 16 times, and -4 to -2 for a quarter to a half. No sound but at the normal speed, key frames alone from eight
+    /// times on.
+    XRetError vodSetSpeed(unsigned id, int speed) override;
+    XRetError vodReadFrame(unsigned id, XFrameHeader* frame, int timeout) override;
+
+    /// AlreadyEnabled while there is a download of that number.
+    XRetError vodDownloadStart(unsigned id, const VodDownloadPara& para) override;
+    XRetError vodDownloadStop(unsigned id) override;
+    XRetError vodGetDownloadSdp(unsigned id, VodSdp& sdp) override;
+    XRetError vodReadDLFrame(unsigned id, XFrameHeader* frame, int timeout) override;
+    /// @}
+
 private:
     std::unique_ptr<MediaStream> makeStream(int channel, int index) const;
     MediaStream* stream(int channel, int index) const;
@@ -87,4 +123,5 @@ private:
     const std::unique_ptr<StreamLimit> limit;
     const std::unique_ptr<TalkSink> talk;
     std::vector<std::unique_ptr<MediaStream>> streams;
+    const std::unique_ptr<MediaArchive> archive;
 };

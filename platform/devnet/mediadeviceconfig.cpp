@@ -21,12 +21,13 @@ class Reader
 public:
     MediaDeviceConfig device(const QJsonObject& object)
     {
-        checkKeys(object, {}, {"alias", "serialNumber", "protocol", "maxStreams", "talkFolder", "channels"});
+        checkKeys(object, {}, {"alias", "serialNumber", "protocol", "maxStreams", "archive", "talkFolder", "channels"});
         MediaDeviceConfig config;
         config.alias = text(object, {}, "alias");
         config.serialNumber = text(object, {}, "serialNumber");
         config.protocol = protocol(object);
         config.maxStreams = maxStreams(object);
+        config.archive = text(object, {}, "archive");
         config.talkFolder = text(object, {}, "talkFolder");
         const QJsonArray channels = list(object, {}, "channels");
         for (int i = 0; i < channels.size(); ++i)
@@ -138,6 +139,8 @@ MediaDeviceConfig refused(QString* error, const QString& reason)
 
 void resolveFiles(MediaDeviceConfig& config, const QDir& folder)
 {
+    if (!config.archive.isEmpty())
+        config.archive = folder.absoluteFilePath(config.archive);
     if (!config.talkFolder.isEmpty())
         config.talkFolder = folder.absoluteFilePath(config.talkFolder);
     for (MediaDeviceConfig::Channel& channel : config.channels) {

@@ -23,7 +23,8 @@ struct MediaDeviceConfig
     QString serialNumber;
     XTransportProtocol protocol = XTransportProtocol_Rta;
     QVector<Channel> channels;
-    int maxStreams = 0; ///< streams that may be open at once; 0 for any number
+    int maxStreams = 0; ///< streams, playbacks and downloads that may be open at once; 0 for any number
+    QString archive;    ///< folder of the recordings to play back and download; empty for none
     QString talkFolder; ///< where what is said to the device is kept; empty for a device that can't be talked to
 
     /// Whether there is a channel; false for what a failed fromJson() returns.
@@ -33,7 +34,7 @@ struct MediaDeviceConfig
     {
         return alias == other.alias && serialNumber == other.serialNumber && protocol == other.protocol
             && channels == other.channels && maxStreams == other.maxStreams
-            && talkFolder == other.talkFolder;
+            && archive == other.archive && talkFolder == other.talkFolder;
     }
 
     /// Reads a JSON object; docs/devices.md lists its keys. Nothing is overlooked: an unknown key, a value of a wrong
@@ -41,7 +42,7 @@ struct MediaDeviceConfig
     /// says what is wrong and where. Without an error @p error is empty.
     DEVNET_EXPORT static MediaDeviceConfig fromJson(const QByteArray& json, QString* error = nullptr);
 
-    /// As fromJson(), from a file; names of media files in it are relative to its folder. An error begins with the name
+    /// As fromJson(), from a file; names of media files and folders in it are relative to its folder. An error begins with the name
     /// of the file.
     DEVNET_EXPORT static MediaDeviceConfig fromJsonFile(const QString& fileName, QString* error = nullptr);
 

@@ -46,6 +46,14 @@ int MediaInput::read(AVPacket* packet)
     return error;
 }
 
+qint64 MediaInput::startTime() const { return input->start_time == AV_NOPTS_VALUE ? 0 : input->start_time; }
+
+void MediaInput::seek(qint64 time)
+{
+    limitWait(readMs);
+    av_seek_frame(input.get(), -1, time, AVSEEK_FLAG_BACKWARD);
+}
+
 QString MediaInput::errorText(int error) const
 {
     if (error == AVERROR_EXIT && !stop.isRequested())

@@ -25,6 +25,12 @@ public:
     /// The next packet of video() or audio(); otherwise an error of FFmpeg's.
     int read(AVPacket* packet);
 
+    /// Microseconds; where the times of the packets begin.
+    qint64 startTime() const;
+
+    /// Goes on reading at the last key frame that is not behind @p time, microseconds.
+    void seek(qint64 time);
+
     QString errorText(int error) const;
 
 private:

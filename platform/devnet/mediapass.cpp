@@ -1,27 +1,13 @@
 #include "devnet/mediapass.h"
 
+#include "devnet/videoencoding.h"
+
 #include <QLoggingCategory>
 
 #include <algorithm>
 
 namespace {
 Q_LOGGING_CATEGORY(lcSource, "vantor.devnet.source")
-
-constexpr int h264 = 1;
-constexpr int h265 = 2;
-
-XVideoEncPara encodingOf(const VideoPackager::Picture& picture, const AVStream* stream, bool isH265)
-{
-    XVideoEncPara video;
-    video.codec = isH265 ? h265 : h264;
-    video.width = picture.size.width();
-    video.height = picture.size.height();
-    const AVRational rate = stream->avg_frame_rate;
-    video.param1 = rate.num > 0 && rate.den > 0 ? qRound(av_q2d(rate)) : 0;
-    video.param2 = static_cast<std::int32_t>(std::min<int64_t>(stream->codecpar->bit_rate, INT32_MAX));
-    video.param3 = 1;
-    return video;
-}
 } // namespace
 
 MediaPass::MediaPass(MediaPlay& wholePlay)
@@ -109,7 +95,7 @@ void MediaPass::deliverVideo(AVPacket* packet, qint64 time)
 void MediaPass::putPicture(const VideoPackager::Picture& picture, qint64 time)
 {
     if (picture.isKey) {
-        const XVideoEncPara encoding = encodingOf(picture, video, videoPackager->isH265());
+        const XVideoEncPara encoding = videoEncodingOf(picture, video, videoPackager->isH265());
         if (encoding != play.maker.video())
             play.maker.setVideo(encoding);
     }

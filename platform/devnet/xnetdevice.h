@@ -71,6 +71,7 @@ public:
     virtual XRetError vodPause(unsigned id);
     virtual XRetError vodResume(unsigned id);
     virtual XRetError vodSeek(unsigned id, const QDateTime& time);
+    /// n from 1 on is n times as fast, -n is an n-th of it.
     virtual XRetError vodSetSpeed(unsigned id, int speed);
 
     /// As readFrame(); EndOfRecording behind the last frame.

@@ -1,0 +1,99 @@
+#include "devnet/archivereader.h"
+
+#include "devnet/archivemovie.h"
+
+#include <QLoggingCategory>
+
+#include <algorithm>
+#include <cstdlib>
+#include <limits>
+
+namespace {
+Q_LOGGING_CATEGORY(lcArchive, "vantor.devnet.archive")
+
+/// Names have whole seconds, so a recording that follows another without a gap may seem to begin before that has ended.
+constexpr qint64 roundingMs = 2000;
+constexpr qint64 pictureMs = 40;
+
+constexpr qint64 beforeAllTimes = std::numeric_limits<qint64>::min();
+} // namespace
+
+ArchiveReader::ArchiveReader(const QVector<ArchiveFile>& recordings, qint64 lastTime, const StopSignal& stopSignal)
+    : files(recordings), end(lastTime), stop(stopSignal), behind(beforeAllTimes)
+{
+}
+
+ArchiveReader::~ArchiveReader() = default;
+
+void ArchiveReader::seek(qint64 time)
+{
+    movie.reset();
+    frames.clear();
+    isFinished = false;
+    needsKeyFrame = true;
+    behind = beforeAllTimes;
+    beginIn = time;
+    for (index = 0; index < files.size() && files.at(index).end < time;)
+        ++index;
+}
+
+std::optional<EncodedFrame> ArchiveReader::next()
+{
+    while (!isFinished && !stop.isRequested()) {
+        if (!frames.empty()) {
+            EncodedFrame frame = std::move(frames.front());
+            frames.pop_front();
+            if (isWanted(frame))
+                return frame;
+        } else if (!movie) {
+            isFinished = !openNext();
+        } else if (!movie->read(frames)) {
+            movie.reset();
+            needsKeyFrame = true;
+        }
+    }
+    return std::nullopt;
+}
+
+/// False when there is no file left.
+bool ArchiveReader::openNext()
+{
+    while (index < files.size()) {
+        ArchiveFile file = files.at(index++);
+        if (goesOnAt(file.start)) {
+            file.start = std::max(file.start, behind + pictureMs);
+            needsKeyFrame = false; // its first pictures belong to a group of the recording before
+        }
+        auto candidate = std::make_unique<ArchiveMovie>(stop);
+        const QString problem = candidate->open(file, std::max(beginIn, behind));
+        if (problem.isEmpty()) {
+            movie = std::move(candidate);
+            return true;
+        }
+        if (stop.isRequested())
+            return false;
+        qCWarning(lcArchive).noquote() << QString("%1 is left out: %2").arg(file.path, problem);
+    }
+    return false;
+}
+
+bool ArchiveReader::goesOnAt(qint64 start) const
+{
+    return behind != beforeAllTimes && std::abs(start - behind) < roundingMs;
+}
+
+bool ArchiveReader::isWanted(const EncodedFrame& frame)
+{
+    const auto time = static_cast<qint64>(frame.header.timestamp);
+    if (frame.isAudio())
+        return !needsKeyFrame && time <= end;
+    if (time > end) {
+        isFinished = true;
+        return false;
+    }
+    if (needsKeyFrame && (!frame.isKey() || time <= behind))
+        return false;
+    needsKeyFrame = false;
+    behind = std::max(behind, time);
+    return true;
+}
