@@ -49,6 +49,7 @@ constexpr int encoderInputBytes = 1600;
 /// Device time stamps in milliseconds.
 constexpr quint64 longestStepMs = 1000;
 constexpr quint64 joinedStepMs = 500;
+constexpr quint64 pictureMs = 40;
 constexpr quint64 noticedStepMs = 300;
 
 /// As the decode time before the first picture.
@@ -407,13 +408,24 @@ void SaveMp4FFmpeg::writeData(XFrameHeader* frame)
         firstPts = frame->timestamp;
         lastVideoTime = frame->timestamp;
         joinOffset = 0;
+        clockOffset = 0;
     }
-    if (isVideo)
+    if (isVideo) {
+        followClock(frame->timestamp);
         joinGap(frame->timestamp);
-    const quint64 time = join ? frame->timestamp - joinOffset : frame->timestamp;
+    }
+    const quint64 time = join ? frame->timestamp - joinOffset : frame->timestamp + clockOffset;
     const auto pts = static_cast<qint64>(time);
     stampPacket(packet.get(), isVideo, pts, pts);
     writePacket(packet.release());
+}
+
+/// A device whose clock is set back would have every packet refused until its times have caught up: in the file they go
+/// on. Smaller steps back may be those of reordered pictures.
+void SaveMp4FFmpeg::followClock(quint64 time)
+{
+    if (time < lastVideoTime && lastVideoTime - time > longestStepMs)
+        clockOffset += lastVideoTime - time + pictureMs;
 }
 
 /// Unsigned on purpose: a step backwards wraps around and lowers the offset.

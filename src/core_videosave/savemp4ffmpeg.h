@@ -87,6 +87,7 @@ private:
     bool openFilter();
     bool openEncoder();
 
+    void followClock(quint64 time);
     void joinGap(quint64 time);
     void stampPacket(AVPacket* packet, bool video, qint64 pts, qint64 dts);
     bool enqueue(AVPacket* packet);
@@ -115,6 +116,7 @@ private:
     qint64 lastVideoDts = 0;
     quint64 lastVideoTime = 0;
     quint64 joinOffset = 0;
+    quint64 clockOffset = 0;
 
     const std::unique_ptr<Writer> writer;
 };

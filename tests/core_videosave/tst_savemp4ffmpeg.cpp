@@ -493,6 +493,8 @@ void tst_SaveMp4FFmpeg::writeFrame_joinsGaps_data()
     QTest::newRow("repeated") << true << Times{1000, 1040, 1040, 1080} << Steps{40, 500, 40} << Steps{};
     QTest::newRow("behind the first") << true << Times{1000, 6000, 6040} << Steps{5000, 40} << Steps{1};
     QTest::newRow("not joined") << false << Times{1000, 1040, 6040, 6080} << Steps{40, 5000, 40} << Steps{2};
+    QTest::newRow("clock set back, not joined") << false << Times{100000, 100040, 50000, 50040} << Steps{40, 40, 40}
+                                                << Steps{2};
     QTest::newRow("300 and 301") << false << Times{1000, 1040, 1340, 1641} << Steps{40, 300, 301} << Steps{3};
 }
 
