@@ -224,7 +224,7 @@ private:
         QVERIFY2(match.hasMatch() && QFileInfo::exists(name), qPrintable(name));
         const QDateTime start = QDateTime::fromString(match.captured(2), timePattern);
         const QDateTime end = QDateTime::fromString(match.captured(3), timePattern);
-        QVERIFY(start >= begin.addSecs(-1) && end > start && end <= now);
+        QVERIFY(start >= begin.addSecs(-1) && end >= start && end <= now);
         QCOMPARE(match.captured(1), start.toString("yyyy-MM-dd"));
     }
 
