@@ -11,6 +11,7 @@
 
 #include <QDir>
 #include <QDirIterator>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -295,9 +296,12 @@ private Q_SLOTS:
             widgets.push_back(std::move(widget));
         }
         QCOMPARE(threadOf(device, 0)->previewRef().load(), 2);
-        server.kill();
+        std::vector<std::unique_ptr<QSignalSpy>> ends;
         for (const auto& widget : widgets)
-            QTRY_VERIFY_WITH_TIMEOUT(!widget->getIsRunning(), limitMs);
+            ends.push_back(std::make_unique<QSignalSpy>(widget.get(), &LiveVideoWidget::sig_receivePlayFinsh));
+        server.kill();
+        for (const auto& end : ends)
+            QTRY_VERIFY_WITH_TIMEOUT(!end->isEmpty(), limitMs);
         QVERIFY(server.restart());
         for (const auto& widget : widgets) {
             QTRY_VERIFY_WITH_TIMEOUT(widget->getIsRunning(), 2 * limitMs);
