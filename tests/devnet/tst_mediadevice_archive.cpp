@@ -10,7 +10,6 @@
 #include <QDirIterator>
 #include <QElapsedTimer>
 #include <QProcess>
-#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -357,10 +356,10 @@ private Q_SLOTS:
         QVERIFY(thread.bindDevice(shared, channel));
         thread.setSavePath(target.path());
         thread.setDateTime(at("09:00:00"), at("10:00:00"));
-        QSignalSpy finished(&thread, &AbstractVideoDLThread::sig_downloadFinsh);
+        QVector<bool> finished;
+        connect(&thread, &AbstractVideoDLThread::sig_downloadFinsh, this, [&](bool ok) { finished << ok; });
         thread.startDL();
-        QTRY_COMPARE_WITH_TIMEOUT(finished.count(), 1, 30000);
-        QCOMPARE(finished.first().first().toBool(), true);
+        QTRY_COMPARE_WITH_TIMEOUT(finished, QVector<bool>{true}, 30000);
         thread.stopDL();
         QDirIterator files(target.path(), {"*.mp4"}, QDir::Files, QDirIterator::Subdirectories);
         QVERIFY(files.hasNext());
