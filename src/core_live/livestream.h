@@ -7,9 +7,6 @@
 /// What the live threads of both device families ask of a device in the same way. Failures are reported in the log.
 namespace LiveStream {
 
-/// Time between two looks at the state of a connection.
-constexpr int connectStepMs = 100;
-
 /// 0 for a frame, -2 for a time-out, -1 for an error.
 int readFrame(const QSharedPointer<XNetDevice>& device, int channel, int stream, XFrameHeader* frame, int timeout);
 

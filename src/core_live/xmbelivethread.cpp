@@ -62,13 +62,9 @@ bool XMBELiveThread::checkConnect()
         qCCritical(lcMbe, "dev pointer is null");
         return false;
     }
-    int status = 0;
-    for (int tries = connectTimeout / LiveStream::connectStepMs; tries > 0 && !isStopAsked(); --tries) {
-        status = source->getStreamStatus(channel, stream);
-        if (status == XChannelStatus_Connected)
-            return true;
-        clock.load()->sleep(LiveStream::connectStepMs * 1000);
-    }
+    const int status = waitForStatus([&] { return source->getStreamStatus(channel, stream); });
+    if (status == XChannelStatus_Connected)
+        return true;
     qCInfo(lcMbe, "ch%d stream%d st: %d", channel.load(), stream.load(), status);
     return false;
 }

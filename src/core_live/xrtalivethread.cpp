@@ -65,13 +65,9 @@ bool XRTALiveThread::checkConnect()
         qCCritical(lcRta, "dev pointer is null");
         return false;
     }
-    int status = 0;
-    for (int tries = connectTimeout / LiveStream::connectStepMs; tries > 0 && !isStopAsked(); --tries) {
-        status = source->getConnectStatus();
-        if (status == XChannelStatus_Connected)
-            return true;
-        clock.load()->sleep(LiveStream::connectStepMs * 1000);
-    }
+    const int status = waitForStatus([&source] { return source->getConnectStatus(); });
+    if (status == XChannelStatus_Connected)
+        return true;
     qCInfo(lcRta, "connect status : %d", status);
     return false;
 }

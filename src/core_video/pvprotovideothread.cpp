@@ -1,6 +1,7 @@
 #include "core_video/pvprotovideothread.h"
 
 #include "core_ffmpeg/ffmpeghelper.h"
+#include "devnet/xnettypes.h"
 
 #include <QLoggingCategory>
 
@@ -12,6 +13,7 @@ Q_LOGGING_CATEGORY(lcLoop, "vantor.device.loop")
 constexpr int timeoutsReported = 6;
 constexpr int mostReadErrors = 3;
 constexpr qint64 pauseSliceUs = 50000;
+constexpr int connectStepMs = 100;
 constexpr qint64 idleSliceUs = 10000;
 
 /// How long renderers are given to let go of a decoder that is replaced.
@@ -252,6 +254,18 @@ void PvProtoVideoThread::initOther()
 }
 
 bool PvProtoVideoThread::checkConnect() { return true; }
+
+int PvProtoVideoThread::waitForStatus(const std::function<int()>& ask)
+{
+    int status = 0;
+    for (int tries = connectTimeout / connectStepMs; tries > 0 && !isStopAsked(); --tries) {
+        status = ask();
+        if (status == XChannelStatus_Connected)
+            break;
+        clock.load()->sleep(connectStepMs * 1000);
+    }
+    return status;
+}
 
 void PvProtoVideoThread::handlePreviewClose() {}
 

@@ -8,6 +8,7 @@
 #include <QDate>
 
 #include <array>
+#include <functional>
 #include <memory>
 
 /// Base of the threads that read encoded frames one by one from a device, decode, deliver and record them.
@@ -91,6 +92,10 @@ protected:
 
     /// Frees both decoders, the video decoder as destroyVideoDecoder() does.
     void freeDecoders();
+
+    /// For checkConnect(): asks for the status, every 100 ms and connectTimeout / 100 times, until it is 1 (connected) or the
+    /// thread is stopped. The last answer, 0 where nobody was asked.
+    int waitForStatus(const std::function<int()>& ask);
 
     /// For a run() of a subclass: what begins it, and whether stop() was called since.
     void beginRun();

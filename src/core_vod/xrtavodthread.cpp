@@ -8,7 +8,6 @@ Q_LOGGING_CATEGORY(lcVod, "vantor.vod")
 
 constexpr qint64 pauseSliceUs = 50000;
 constexpr qint64 idleSliceUs = 10000;
-constexpr int connectStepMs = 100;
 constexpr unsigned long turnStepMs = 5;
 constexpr int timeoutsReported = 6;
 constexpr int mostReadErrors = 3;
@@ -222,13 +221,9 @@ bool XRTAVodThread::checkConnect()
         qCCritical(lcVod, "dev pointer is null");
         return false;
     }
-    int status = 0;
-    for (int tries = connectTimeout / connectStepMs; tries > 0 && !isStopAsked(); --tries) {
-        status = source->getConnectStatus();
-        if (status == XChannelStatus_Connected)
-            return true;
-        clock.load()->sleep(connectStepMs * 1000);
-    }
+    const int status = waitForStatus([&source] { return source->getConnectStatus(); });
+    if (status == XChannelStatus_Connected)
+        return true;
     qCInfo(lcVod).noquote() << QString("[%1] connect status : [%2]").arg(source->getAlias()).arg(status);
     return false;
 }
