@@ -189,14 +189,19 @@ bool PvProtoVideoThread::isInBuffer(const XFrameHeader& frame)
 
 void PvProtoVideoThread::decodeFrame(XFrameHeader* frame)
 {
-    if (!keyFrameSeen)
-        keyFrameSeen = frame->frameType == XFrameHeader::VideoKeyFrame;
-    if (!keyFrameSeen)
+    if (!isBehindKeyFrame(*frame))
         return;
     if (frame->frameType <= XFrameHeader::LastVideoFrame)
         decodeVideo(frame);
     else if (frame->frameType == XFrameHeader::AudioFrame)
         decodeAudio(frame);
+}
+
+bool PvProtoVideoThread::isBehindKeyFrame(const XFrameHeader& frame)
+{
+    if (!keyFrameSeen)
+        keyFrameSeen = frame.frameType == XFrameHeader::VideoKeyFrame;
+    return keyFrameSeen;
 }
 
 bool PvProtoVideoThread::openVideo()

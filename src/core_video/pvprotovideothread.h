@@ -101,6 +101,9 @@ protected:
     void beginRun();
     bool isStopAsked() const;
 
+    /// Whether a key frame has come since the last reset, @p frame included: nothing can be decoded before it.
+    bool isBehindKeyFrame(const XFrameHeader& frame);
+
     /// Whether @p frame lies within its buffer; says so if not.
     static bool isInBuffer(const XFrameHeader& frame);
 

@@ -161,9 +161,7 @@ void XRTAVodThread::takeFrame(XFrameHeader* frame)
         keyFrameSeen = false;
         return;
     }
-    if (!keyFrameSeen)
-        keyFrameSeen = frame->frameType == XFrameHeader::VideoKeyFrame;
-    if (!keyFrameSeen)
+    if (!isBehindKeyFrame(*frame))
         return;
     if (frame->frameType <= XFrameHeader::LastVideoFrame)
         showVideo(frame);
