@@ -13,3 +13,5 @@ double Spread::median() const
 double Spread::lowest() const { return values.constFirst(); }
 
 double Spread::highest() const { return values.constLast(); }
+
+int Spread::count() const { return values.size(); }

@@ -13,6 +13,7 @@ public:
 
     double lowest() const;
     double highest() const;
+    int count() const;
 
 private:
     QVector<double> values; ///< ascending
