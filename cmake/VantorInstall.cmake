@@ -19,7 +19,13 @@ foreach(library qttoolkit mediaproc devnet)
         endif()
     endif()
 endforeach()
+# Direct3D is Windows' alone.
+set(VANTOR_HEADERS_LEFT_OUT "")
+if(NOT WIN32)
+    set(VANTOR_HEADERS_LEFT_OUT core_d3d)
+endif()
 install(CODE "
+    set(VANTOR_HEADERS_LEFT_OUT \"${VANTOR_HEADERS_LEFT_OUT}\")
     set(VANTOR_HEADER_ROOTS \"${PROJECT_SOURCE_DIR}/src;${PROJECT_SOURCE_DIR}/platform\")
     set(VANTOR_HEADER_FOLDERS \"${VANTOR_HEADER_FOLDERS}\")
     set(VANTOR_HEADER_DESTINATION \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_INCLUDEDIR}/vantor\")")

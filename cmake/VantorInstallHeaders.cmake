@@ -1,6 +1,6 @@
 # Runs at install time. A header in or below VANTOR_HEADER_FOLDERS is public when it exports something, or when a public
 # header includes it; it goes to VANTOR_HEADER_DESTINATION under the name by which sources include it, which is its path
-# below one of VANTOR_HEADER_ROOTS.
+# below one of VANTOR_HEADER_ROOTS. Folders in VANTOR_HEADERS_LEFT_OUT have no public headers.
 cmake_policy(VERSION 3.16)
 
 set(open "")
@@ -11,6 +11,10 @@ foreach(folder ${VANTOR_HEADER_FOLDERS})
         foreach(root ${VANTOR_HEADER_ROOTS})
             string(REPLACE "${root}/" "" header ${header})
         endforeach()
+        get_filename_component(folder_of_header ${header} DIRECTORY)
+        if(folder_of_header IN_LIST VANTOR_HEADERS_LEFT_OUT)
+            continue()
+        endif()
         set(file_of_${header} ${file})
         file(STRINGS ${file} exports REGEX "^[^#]*[A-Z]_(EXPORT|API) ")
         if(exports)
