@@ -12,7 +12,7 @@ QStringList XNetDevice::getRtspUrls() { return {}; }
 
 XRetError XNetDevice::requestVideoIFrame(int, int) { return XRet::NotSupported; }
 
-XRetError XNetDevice::setCodecInfo(int, int, XVideoEncPara&, XAudioEncPara&) { return XRet::NotSupported; }
+XRetError XNetDevice::setCodecInfo(int, int, XVideoEncPara&, XAudioEncPara&) { return XRet::Ok; }
 
 XRetError XNetDevice::vodStart(unsigned, const VodStartPara&) { return XRet::NotSupported; }
 

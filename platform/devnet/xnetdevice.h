@@ -60,7 +60,8 @@ public:
     /// What the device sends on a stream at the moment.
     virtual XRetError getCodecInfo(int channel, int stream, XVideoEncPara& video, XAudioEncPara& audio) = 0;
 
-    /// Corrects what getCodecInfo() answers by what was seen in the frames.
+    /// Corrects what getCodecInfo() answers by what was seen in the frames; comes with every frame that is recorded. A
+    /// device that knows what it sends leaves this as it is: Ok, and nothing changes.
     virtual XRetError setCodecInfo(int channel, int stream, XVideoEncPara& video, XAudioEncPara& audio);
     /// @}
 
