@@ -1,5 +1,7 @@
 # What a host gets: the shared libraries, the public headers under include/vantor/<folder>/, a CMake package and a
 # pkg-config file. Everything is found relative to where these files lie, so the installed folder may be moved.
+#
+# Three components: Runtime, which programs need to run, Development, which they need to be built, and Viewer.
 include(CMakePackageConfigHelpers)
 
 set(VANTOR_PACKAGE_DIR lib/cmake/Vantor)
@@ -28,29 +30,30 @@ install(CODE "
     set(VANTOR_HEADERS_LEFT_OUT \"${VANTOR_HEADERS_LEFT_OUT}\")
     set(VANTOR_HEADER_ROOTS \"${PROJECT_SOURCE_DIR}/src;${PROJECT_SOURCE_DIR}/platform\")
     set(VANTOR_HEADER_FOLDERS \"${VANTOR_HEADER_FOLDERS}\")
-    set(VANTOR_HEADER_DESTINATION \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_INCLUDEDIR}/vantor\")")
-install(SCRIPT ${CMAKE_CURRENT_LIST_DIR}/VantorInstallHeaders.cmake)
+    set(VANTOR_HEADER_DESTINATION \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_INCLUDEDIR}/vantor\")"
+    COMPONENT Development)
+install(SCRIPT ${CMAKE_CURRENT_LIST_DIR}/VantorInstallHeaders.cmake COMPONENT Development)
 
 # The libraries lie beside each other, so each finds the others in its own folder.
 if(NOT WIN32)
     set_target_properties(${VANTOR_INSTALL_TARGETS} PROPERTIES INSTALL_RPATH "$ORIGIN")
 endif()
 install(TARGETS ${VANTOR_INSTALL_TARGETS} EXPORT VantorTargets
-    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(EXPORT VantorTargets NAMESPACE Vantor:: DESTINATION ${VANTOR_PACKAGE_DIR})
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Runtime
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Runtime NAMELINK_COMPONENT Development
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Development)
+install(EXPORT VantorTargets NAMESPACE Vantor:: DESTINATION ${VANTOR_PACKAGE_DIR} COMPONENT Development)
 
 file(RELATIVE_PATH VANTOR_PC_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 string(REGEX REPLACE "([^ ]+)" "Qt5\\1" VANTOR_PC_REQUIRES ${VANTOR_QT_COMPONENTS})
 list(TRANSFORM VANTOR_INSTALL_TARGETS PREPEND "-l" OUTPUT_VARIABLE VANTOR_PC_LIBS)
 list(JOIN VANTOR_PC_LIBS " " VANTOR_PC_LIBS)
 configure_file(${CMAKE_CURRENT_LIST_DIR}/vantor.pc.in ${PROJECT_BINARY_DIR}/vantor.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/vantor.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${PROJECT_BINARY_DIR}/vantor.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)
 
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/VantorConfig.cmake.in ${PROJECT_BINARY_DIR}/VantorConfig.cmake
     INSTALL_DESTINATION ${VANTOR_PACKAGE_DIR} NO_SET_AND_CHECK_MACRO NO_CHECK_REQUIRED_COMPONENTS_MACRO)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/VantorConfigVersion.cmake
     VERSION ${PROJECT_VERSION} COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/VantorConfig.cmake ${PROJECT_BINARY_DIR}/VantorConfigVersion.cmake
-    DESTINATION ${VANTOR_PACKAGE_DIR})
+    DESTINATION ${VANTOR_PACKAGE_DIR} COMPONENT Development)
