@@ -2,6 +2,8 @@
 #                 [STANDALONE])
 #
 # A QtTest program run by CTest, each on an X server of its own with Mesa's software OpenGL unless NO_DISPLAY is given.
+# For Windows only the tests that VANTOR_WINDOWS_TESTS names are built, and run by what runs programs for Windows here.
+#
 # STANDALONE leaves the library and the test support out, for a program that loads and unloads the library. Its leaks are
 # not looked for: those of the libraries below ours are in modules that have no name any more.
 function(vantor_add_test name)
@@ -18,6 +20,10 @@ function(vantor_add_test name)
     vantor_warnings(${name})
     if(NOT ARG_TIMEOUT)
         set(ARG_TIMEOUT 120)
+    endif()
+    if(WIN32)
+        vantor_add_windows_test(${name} ${ARG_TIMEOUT})
+        return()
     endif()
     if(ARG_NO_DISPLAY)
         add_test(NAME ${name} COMMAND ${name})
@@ -42,4 +48,13 @@ function(vantor_add_test name)
     set_tests_properties(${name} PROPERTIES
         TIMEOUT ${ARG_TIMEOUT} ENVIRONMENT "${environment}" LABELS "${ARG_LABELS}"
         WORKING_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+endfunction()
+
+function(vantor_add_windows_test name timeout)
+    if(NOT name IN_LIST VANTOR_WINDOWS_TESTS)
+        return()
+    endif()
+    add_dependencies(windows_tests ${name})
+    add_test(NAME ${name} COMMAND ${name})
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${timeout} WORKING_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
 endfunction()

@@ -1,6 +1,7 @@
 #include "commandline.h"
 #include "core_videobase/abstractvideothread.h"
 #include "mainwindow.h"
+#include "parentconsole.h"
 #include "theme.h"
 #include "timedrun.h"
 #include "vantor.h"
@@ -79,6 +80,7 @@ int showWindow(QApplication& application, const ViewerOptions& options)
 
 int main(int argc, char** argv)
 {
+    ParentConsole::attach();
     nameApplication();
     ViewerOptions options;
     switch (readCommandLine(argc, argv, options)) {

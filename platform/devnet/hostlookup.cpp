@@ -1,5 +1,6 @@
 #include "devnet/hostlookup.h"
 
+#include "devnet/socketlibrary.h"
 #include "devnet/stopsignal.h"
 
 #include <QRegularExpression>
@@ -29,6 +30,7 @@ bool isNumeric(const QString& host)
 
 void HostLookup::resolve(const std::string& host)
 {
+    SocketLibrary::start();
     addrinfo* found = nullptr;
     if (getaddrinfo(host.c_str(), nullptr, nullptr, &found) == 0)
         freeaddrinfo(found);
