@@ -19,7 +19,7 @@ qint64 of(const QDateTime& wall);
 QDateTime wall(qint64 time);
 } // namespace ArchiveTime
 
-/// Finds recordings by their names, <start>_<end>_<channel>.mp4 with times as yyyyMMddTHHmmss, anywhere below a folder.
+/// Finds recordings by their names, `<start>_<end>_<channel>.mp4` with times as yyyyMMddTHHmmss, anywhere below a folder.
 /// A recording that is still being written has no end in its name yet, and is not found.
 class ArchiveIndex
 {

@@ -87,7 +87,7 @@ public:
     XRetError sendTalkData(const char* data, int length, int channel) override;
 
     /// @name Recordings of the archive folder
-    /// The library's own, found by their names <start>_<end>_<channel>.mp4, in the folder or below it. The number of a
+    /// The library's own, found by their names `<start>_<end>_<channel>.mp4`, in the folder or below it. The number of a
     /// playback or download is the channel. Time stamps are milliseconds since 1970 of what the clock on the wall showed
     /// as if that were UTC, so the time zone of the reader does not matter. Playbacks and downloads count as streams.
     /// @{

@@ -50,7 +50,7 @@ public:
     /// Changes to stream @p stream.
     void replay(int stream);
 
-    /// JPEG of the shown stream as <path>/<date>/live/<time>_<channel>.jpg.
+    /// JPEG of the shown stream as `<path>/<date>/live/<time>_<channel>.jpg`.
     void snap(QString path, bool preview) override;
 
     /// Not where the widget only shows.

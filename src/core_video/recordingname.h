@@ -7,7 +7,7 @@ class QDateTime;
 /// Names of recordings: start.mp4 while a file is written, start_end_channel.mp4 when it is complete.
 namespace RecordingName {
 
-/// <path>/<date>/live/<start>.mp4, with a later second where there is such a file already. An empty
+/// `<path>/<date>/live/<start>.mp4`, with a later second where there is such a file already. An empty
 /// @p path is the current folder.
 QString ofStart(const QString& path, const QDateTime& start);
 

@@ -46,10 +46,10 @@ public:
     bool isSeekable() const;
 
     /// Automatic recording, beside the user's own: everything that plays from now on, also after later starts, goes to
-    /// <path>/<date>/live/<start>_<end>_<channel>.mp4. An empty @p path ends it. A file that is open when the folder
+    /// `<path>/<date>/live/<start>_<end>_<channel>.mp4`. An empty @p path ends it. A file that is open when the folder
     /// changes is finished in the old one. Nothing while the widget only shows.
     ///
-    /// While a file is written its name is <start>.mp4, so widgets that begin at the same moment need folders of their
+    /// While a file is written its name is `<start>.mp4`, so widgets that begin at the same moment need folders of their
     /// own, and so do the two kinds of recording.
     void setAutoRecord(const QString& path);
     QString getAutoRecord() const;
@@ -65,7 +65,7 @@ public Q_SLOTS:
     /// Factor of the playing speed of a file, 0.1 to 16.
     void setSpeed(double factor);
 
-    /// Writes the next picture to <path>/<date>/live/<date and time>_<channel>.jpg; @p preview asks for snapImage().
+    /// Writes the next picture to `<path>/<date>/live/<date and time>_<channel>.jpg`; @p preview asks for snapImage().
     void snap(QString path, bool preview) override;
 
     /// Length of one file of either kind of recording in seconds, -1 for unlimited; also for later starts.

@@ -5,8 +5,8 @@
 
 /// Downloads a recording that is kept on a device of the first family.
 ///
-/// Files are <savePath>/<today>/vod/<start>.mp4 while they are written and <start>_<end>_<channel>.mp4 when they are
-/// complete. A file begins with a key frame, and ends at the key frame with which the next one begins: when the save
+/// Files are `<savePath>/<today>/vod/<start>.mp4` while they are written and `<start>_<end>_<channel>.mp4` when they
+/// are complete. A file begins with a key frame, and ends at the key frame with which the next one begins: when the save
 /// interval is over, or when the device says that codec or picture size have changed. Frames before the first key frame
 /// are dropped.
 ///

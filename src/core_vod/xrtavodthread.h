@@ -53,7 +53,7 @@ protected:
     /// 0 for a frame, 1 for a time-out, 2 at the end of the recording, -1 for an error.
     int readFrame(XFrameHeader* frame, int timeout) override;
 
-    /// Names a snapshot <time of its picture>_<channel>.jpg, in the folder that was asked for.
+    /// Names a snapshot `<time of its picture>_<channel>.jpg`, in the folder that was asked for.
     void decodeImage() override;
 
 private:

@@ -30,7 +30,7 @@ public:
     /// Whether the device has stopped sending for the read time-out; true while nothing plays.
     bool isReadStreamTimeout() const;
 
-    /// JPEG as <path>/<date>/vod/<time of the picture>_<channel>.jpg.
+    /// JPEG as `<path>/<date>/vod/<time of the picture>_<channel>.jpg`.
     void snap(QString path, bool preview) override;
 
 protected:
