@@ -3,6 +3,7 @@
 #include "core_ffmpeg/ffmpeghelper.h"
 #include "core_video/ffmpegvideothread_p.h"
 #include "core_videobase/clock.h"
+#include "core_videobase/shownaddress.h"
 #include "core_videosave/savemp4ffmpeg.h"
 
 #include <QLoggingCategory>
@@ -166,10 +167,10 @@ void FFmpegVideoThread::run()
     reopening = false;
 
     if (isStopAsked() || !isReopenAsked) {
-        qCInfo(lcLoop).noquote() << QString("%1 -> url: %2").arg("thread terminate", getVideoUrl());
+        qCInfo(lcLoop).noquote() << QString("%1 -> url: %2").arg("thread terminate", shownAddress(getVideoUrl()));
         return;
     }
-    qCInfo(lcLoop).noquote() << QString("%1 -> url: %2").arg("reconnect", getVideoUrl());
+    qCInfo(lcLoop).noquote() << QString("%1 -> url: %2").arg("reconnect", shownAddress(getVideoUrl()));
     restart();
 }
 

@@ -4,6 +4,7 @@
 #include "core_ffmpeg/ffmpeghelper.h"
 #include "core_video/ffmpegvideothread_p.h"
 #include "core_videobase/clock.h"
+#include "core_videobase/shownaddress.h"
 
 #include <QLoggingCategory>
 
@@ -23,7 +24,7 @@ constexpr int highestFrameRate = 60;
 
 QString failure(const char* head, const QString& message, const QString& url)
 {
-    return QString("%1 -> %2 地址: %3").arg(head, message, url);
+    return QString("%1 -> %2 地址: %3").arg(head, message, shownAddress(url));
 }
 
 int wholeRate(AVRational rate) { return rate.den == 0 ? 0 : rate.num / rate.den; }
@@ -151,7 +152,7 @@ bool FFmpegVideoThread::initVideo()
     source->videoIndex = av_find_best_stream(source->formatCtx.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
     if (source->videoIndex < 0) {
         source->videoIndex = -1;
-        qCInfo(lcOpen).noquote() << QString("%1 -> 地址: %2").arg("无视频流", getVideoUrl());
+        qCInfo(lcOpen).noquote() << QString("%1 -> 地址: %2").arg("无视频流", shownAddress(getVideoUrl()));
         return true;
     }
     // Pictures are turned in memory, so they have to be there.
@@ -197,7 +198,7 @@ bool FFmpegVideoThread::readPictureFormat()
     videoWidth = width;
     videoHeight = height;
     if (width == 0 || height == 0) {
-        qCCritical(lcOpen).noquote() << QString("%1 -> 地址: %2").arg("无分辨率", getVideoUrl());
+        qCCritical(lcOpen).noquote() << QString("%1 -> 地址: %2").arg("无分辨率", shownAddress(getVideoUrl()));
         return false;
     }
     frameRate = wholeRate(stream->avg_frame_rate);

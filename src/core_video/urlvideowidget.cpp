@@ -3,6 +3,7 @@
 #include "core_video/ffmpegvideothread.h"
 #include "core_video/urladdress.h"
 #include "core_video/urlvideothread.h"
+#include "core_videobase/shownaddress.h"
 
 #include <QDateTime>
 #include <QLoggingCategory>
@@ -94,7 +95,7 @@ bool UrlVideoWidget::createVideoThread()
     // The thread tests the network itself, as often as it opens, and without holding the GUI thread up.
     constexpr int withoutNetworkTest = 0;
     if (!FFmpegHelper::checkSource(thread.get(), address.type, url.isEmpty() ? url : address.url, withoutNetworkTest)) {
-        qCWarning(lcUrl).noquote() << QString("not a file, a device or a network address: %1").arg(url);
+        qCWarning(lcUrl).noquote() << QString("not a file, a device or a network address: %1").arg(shownAddress(url));
         return false;
     }
     connect(thread.get(), &AbstractVideoThread::receiveDuration, this, &UrlVideoWidget::receiveDuration);

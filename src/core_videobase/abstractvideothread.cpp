@@ -1,5 +1,6 @@
 #include "core_videobase/abstractvideothread.h"
 
+#include "core_videobase/shownaddress.h"
 #include "core_videosave/savemp4ffmpeg.h"
 
 #include <QCoreApplication>
@@ -368,7 +369,7 @@ void AbstractVideoThread::debug(const QString& head, const QString& msg, const Q
             text = QString("标识[%1] %2").arg(flag, msg);
     }
     const QString what = head.isEmpty() ? text : QString("%1 -> %2").arg(head, text);
-    qCInfo(lcThread).noquote() << QString("%1 地址: %2").arg(what, url);
+    qCInfo(lcThread).noquote() << QString("%1 地址: %2").arg(what, shownAddress(url));
 }
 
 void AbstractVideoThread::setImage(const QImage& image)
