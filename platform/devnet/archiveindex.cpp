@@ -5,10 +5,21 @@
 #include <QRegularExpression>
 
 #include <algorithm>
+#include <optional>
 #include <tuple>
 
 namespace {
-constexpr char timePattern[] = "yyyyMMddTHHmmss";
+
+/// Archive time; nothing where there is no such date or time. Date and time on their own: together they would be a local
+/// time, which the clock of this computer may never have shown.
+std::optional<qint64> timeOf(const QString& text)
+{
+    const QDate date = QDate::fromString(text.left(8), "yyyyMMdd");
+    const QTime time = QTime::fromString(text.mid(9), "HHmmss");
+    if (!date.isValid() || !time.isValid())
+        return std::nullopt;
+    return QDateTime(date, time, Qt::UTC).toMSecsSinceEpoch();
+}
 
 struct Name
 {
@@ -22,13 +33,13 @@ Name parse(const QFileInfo& info)
     const QRegularExpressionMatch match = pattern.match(info.completeBaseName());
     if (!match.hasMatch())
         return {};
-    const QDateTime start = QDateTime::fromString(match.captured(1), timePattern);
-    const QDateTime end = QDateTime::fromString(match.captured(2), timePattern);
+    const std::optional<qint64> start = timeOf(match.captured(1));
+    const std::optional<qint64> end = timeOf(match.captured(2));
     bool isNumber = false;
     const int channel = match.captured(3).toInt(&isNumber);
-    if (!isNumber || !start.date().isValid() || !end.date().isValid())
+    if (!isNumber || !start || !end)
         return {};
-    return {channel, {info.filePath(), ArchiveTime::of(start), ArchiveTime::of(end)}};
+    return {channel, {info.filePath(), *start, *end}};
 }
 } // namespace
 

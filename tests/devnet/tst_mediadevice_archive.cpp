@@ -14,6 +14,7 @@
 #include <QTest>
 
 #include <algorithm>
+#include <ctime>
 #include <memory>
 
 namespace {
@@ -127,6 +128,24 @@ private Q_SLOTS:
         QCOMPARE(device->recordings(channel, at("09:10:06"), at("23:59:59")).size(), 1);
         QCOMPARE(device->recordings(channel, at("09:10:11"), at("23:59:59")).size(), 0);
         QCOMPARE(device->recordings(1, at("00:00:00"), at("23:59:59")).size(), 0);
+    }
+
+    /// Recordings have the times of their names, also those that the clock of this computer never shows.
+    void recordings_areFound_inTheHourThatSummerTimeLeavesOut()
+    {
+        const QByteArray before = qgetenv("TZ");
+        qputenv("TZ", "Europe/Berlin");
+        tzset();
+        record("20240331T023000_20240331T023005_2.mp4");
+        const QDate day(2024, 3, 31);
+        const QVector<MediaRecording> found
+            = device->recordings(channel, QDateTime(day, QTime(0, 0)), QDateTime(day, QTime(23, 59)));
+        before.isNull() ? qunsetenv("TZ") : qputenv("TZ", before);
+        tzset();
+        QCOMPARE(found.size(), 1);
+        QCOMPARE(found.first().start.date(), day);
+        QCOMPARE(found.first().start.time(), QTime(2, 30, 0));
+        QCOMPARE(found.first().end.time(), QTime(2, 30, 5));
     }
 
     void download_handsOverEveryPicture_ofRecordingsThatFollowEachOther()
