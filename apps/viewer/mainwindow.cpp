@@ -6,6 +6,7 @@
 #include "devices.h"
 #include "devicetree.h"
 #include "playbackbar.h"
+#include "playbackpage.h"
 #include "qttoolkit/quihelper.h"
 #include "snapshots.h"
 #include "sourcesdialog.h"
@@ -21,6 +22,7 @@
 #include <QMessageBox>
 #include <QSettings>
 #include <QSplitter>
+#include <QStackedWidget>
 #include <QStatusBar>
 #include <QToolBar>
 #include <QToolButton>
@@ -42,6 +44,7 @@ MainWindow::MainWindow(const ViewerOptions& options, QWidget* parent)
     , devicePanel(new DevicePanel(*devices, this))
     , playbackBar(new PlaybackBar(this))
     , snapshotTaker(new Snapshots(options.snapshotFolder, this))
+    , playbackPage(new PlaybackPage(*devices, *snapshotTaker, options, this))
 {
     setWindowTitle(tr("Vantor Viewer"));
     setWindowIcon(QIcon(":/viewer/viewer.svg"));
@@ -51,6 +54,7 @@ MainWindow::MainWindow(const ViewerOptions& options, QWidget* parent)
     makeStatusBar();
     makeDevicePanel(options.showDevices);
     connectGrid();
+    connectPlayback();
     selectCell(videoGrid->selectedCell());
     videoGrid->setSources(options.sources);
     if (!options.sources.isEmpty())
@@ -76,7 +80,11 @@ void MainWindow::makeCentre()
     splitter->setStretchFactor(1, 1);
     splitter->setChildrenCollapsible(false);
     splitter->setHandleWidth(3);
-    setCentralWidget(splitter);
+
+    pages = new QStackedWidget(this);
+    pages->addWidget(splitter);
+    pages->addWidget(playbackPage);
+    setCentralWidget(pages);
 }
 
 void MainWindow::makeDevicePanel(bool isShown)
@@ -99,6 +107,8 @@ void MainWindow::makeToolBar()
     toolBar->setContextMenuPolicy(Qt::PreventContextMenu);
     toolBar->setIconSize({20, 20});
 
+    makePageActions();
+    toolBar->addSeparator();
     devicesAction = addAction("devices", tr("Devices"), "devices", tr("Ctrl+D"));
     devicesAction->setCheckable(true);
     connect(devicesAction, &QAction::triggered, this, &MainWindow::showDevices);
@@ -116,6 +126,26 @@ void MainWindow::makeToolBar()
     space->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     toolBar->addWidget(space);
     makeWindowActions();
+    makeLiveKeys();
+    const QStringList common{"openDevice", "folder", "fullScreen", "live", "playback"};
+    for (QAction* action : toolBar->actions()) {
+        if (!common.contains(action->objectName()) && toolBar->widgetForAction(action) != space)
+            liveActions.append(action);
+    }
+}
+
+void MainWindow::makePageActions()
+{
+    auto* group = new QActionGroup(this);
+    liveAction = addAction("live", tr("Live"), "live", tr("Ctrl+Shift+L"));
+    playbackAction = addAction("playback", tr("Playback"), "playback", tr("Ctrl+P"));
+    for (QAction* action : {liveAction, playbackAction}) {
+        action->setCheckable(true);
+        group->addAction(action);
+        qobject_cast<QToolButton*>(toolBar->widgetForAction(action))->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    }
+    liveAction->setChecked(true);
+    connect(group, &QActionGroup::triggered, this, [this] { showLive(liveAction->isChecked()); });
 }
 
 void MainWindow::makeGridActions()
@@ -158,6 +188,9 @@ void MainWindow::makeCellActions()
     QAction* remove = addAction("close", tr("Close source"), "close", QKeySequence::Delete);
     connect(remove, &QAction::triggered, this, &MainWindow::closeSource);
     cellActions = {snapshotAction, recordAction, zoomAction, muteAction, streamAction, restart, remove};
+    recordingsAction = new QAction(tr("Recordings of this cell"), this);
+    recordingsAction->setObjectName("recordings");
+    connect(recordingsAction, &QAction::triggered, this, &MainWindow::showRecordings);
 }
 
 void MainWindow::makeWindowActions()
@@ -171,13 +204,21 @@ void MainWindow::makeWindowActions()
     fullScreenAction->setCheckable(true);
     connect(fullScreenAction, &QAction::triggered, this, &MainWindow::toggleFullScreen);
 
+    auto* escape = new QAction(this);
+    escape->setShortcut(Qt::Key_Escape);
+    connect(escape, &QAction::triggered, this, &MainWindow::leaveFullScreen);
+    QWidget::addAction(escape);
+}
+
+void MainWindow::makeLiveKeys()
+{
     const auto addKey = [this](const QKeySequence& key, auto work) {
         auto* action = new QAction(this);
         action->setShortcut(key);
         connect(action, &QAction::triggered, this, work);
         QWidget::addAction(action);
+        liveActions.append(action);
     };
-    addKey(Qt::Key_Escape, [this] { leaveFullScreen(); });
     addKey(Qt::Key_Space, [this] { videoGrid->selectedCell()->togglePause(); });
     addKey(Qt::Key_Left, [this] { playbackBar->jump(-jumpTime); });
     addKey(Qt::Key_Right, [this] { playbackBar->jump(jumpTime); });
@@ -202,6 +243,55 @@ void MainWindow::connectGrid()
     connect(videoGrid, &VideoGrid::snapshotWanted, snapshotTaker, &Snapshots::take);
     connect(videoGrid, &VideoGrid::menuWanted, this, [this](VideoCell*, const QPoint& at) { showMenu(at); });
     connect(snapshotTaker, &Snapshots::message, this, &MainWindow::showStatus);
+}
+
+void MainWindow::connectPlayback()
+{
+    connect(playbackPage, &PlaybackPage::message, this, &MainWindow::showStatus);
+    for (int index = 0; index < VideoGrid::mostCells; ++index) {
+        connect(videoGrid->cell(index), &VideoCell::recorderStateChanged, playbackPage, [this](RecorderState state) {
+            if (state == RecorderIdle)
+                playbackPage->refresh();
+        });
+    }
+}
+
+bool MainWindow::isLive() const { return pages->currentWidget() != playbackPage; }
+
+void MainWindow::showLive(bool live)
+{
+    (live ? liveAction : playbackAction)->setChecked(true);
+    if (live == isLive())
+        return;
+    for (QAction* action : qAsConst(liveActions))
+        action->setVisible(live);
+    silenceCells(!live);
+    if (!live && !playbackPage->hasPlace())
+        playbackPage->want(videoGrid->selectedCell()->source(), videoGrid->selectedCell()->number());
+    pages->setCurrentIndex(live ? 0 : 1);
+    if (live)
+        videoGrid->selectedCell()->setFocus();
+}
+
+// Sound of now and of then at once can't be told apart.
+void MainWindow::silenceCells(bool silent)
+{
+    if (silent) {
+        for (int index = 0; index < VideoGrid::mostCells; ++index) {
+            if (!videoGrid->cell(index)->isMuted())
+                silencedCells.append(videoGrid->cell(index));
+        }
+    }
+    for (VideoCell* cell : qAsConst(silencedCells))
+        cell->display()->setMuted(silent);
+    if (!silent)
+        silencedCells.clear();
+}
+
+void MainWindow::showRecordings()
+{
+    playbackPage->want(videoGrid->selectedCell()->source(), videoGrid->selectedCell()->number());
+    showLive(false);
 }
 
 // The icon is drawn in the colour of the button, which also says whether it is checked or switched off. It is given to
@@ -262,7 +352,7 @@ void MainWindow::showMenu(const QPoint& globalPosition)
     if (videoGrid->selectedCell()->view()->streamCount() > 1)
         menu->insertMenu(streamAction, makeStreamMenu(menu));
     menu->addSeparator();
-    menu->addActions({enlargeAction, fullScreenAction});
+    menu->addActions({recordingsAction, enlargeAction, fullScreenAction});
     menu->popup(globalPosition);
 }
 
@@ -386,10 +476,12 @@ void MainWindow::changeEvent(QEvent* event)
     toolBar->setVisible(!isFullScreen());
     playbackBar->setVisible(!isFullScreen());
     statusBar()->setVisible(!isFullScreen());
+    playbackPage->setBare(isFullScreen());
 }
 
 void MainWindow::closeEvent(QCloseEvent* event)
 {
     videoGrid->stopAll();
+    playbackPage->stop();
     QMainWindow::closeEvent(event);
 }

@@ -8,18 +8,23 @@
 class DevicePanel;
 class Devices;
 class PlaybackBar;
+class PlaybackPage;
 class QAction;
 class QActionGroup;
 class QLabel;
 class QMenu;
 class QSplitter;
+class QStackedWidget;
 class QToolBar;
 class Snapshots;
 class VideoCell;
 class VideoGrid;
 class VolumeBar;
 
-/// The viewer's window: the devices beside the grid, the tool bar above, the playback bar and the status bar below.
+/// The viewer's window, with a page for what is live, the devices beside the grid, and one for recordings; the tool bar above
+/// and the status bar below belong to both.
+///
+/// The live cells play on, without their sound, while the page with the recordings is seen.
 class MainWindow : public QMainWindow
 {
     Q_OBJECT
@@ -29,6 +34,12 @@ public:
 
     VideoGrid* grid() const { return videoGrid; }
     Snapshots* snapshots() const { return snapshotTaker; }
+
+    PlaybackPage* playback() const { return playbackPage; }
+    bool isLive() const;
+
+    /// Goes to the page with the grid, or to the one with the recordings.
+    void showLive(bool live);
 
     /// Adds the device that a JSON file describes, or says what is wrong with the file.
     void openDevice(const QString& file);
@@ -42,15 +53,20 @@ private:
     void makeCentre();
     void makeDevicePanel(bool isShown);
     void makeToolBar();
+    void makePageActions();
     void makeGridActions();
     void makeCellActions();
     void makeWindowActions();
     void makeStatusBar();
+    void makeLiveKeys();
     void connectGrid();
+    void connectPlayback();
     QAction* addAction(const QString& name, const QString& text, const QString& icon, const QKeySequence& key);
 
     void selectCell(VideoCell* cell);
     void refresh();
+    void silenceCells(bool silent);
+    void showRecordings();
     void showStatus(const QString& text);
     void showMenu(const QPoint& globalPosition);
     QMenu* makeStreamMenu(QWidget* parent);
@@ -72,6 +88,8 @@ private:
     QSplitter* splitter = nullptr;
     PlaybackBar* playbackBar;
     Snapshots* snapshotTaker;
+    PlaybackPage* playbackPage;
+    QStackedWidget* pages = nullptr;
     QToolBar* toolBar = nullptr;
     QActionGroup* gridActions = nullptr;
     QAction* devicesAction = nullptr;
@@ -83,6 +101,11 @@ private:
     QAction* recordAction = nullptr;
     QAction* muteAction = nullptr;
     VolumeBar* volumeBar = nullptr;
+    QAction* liveAction = nullptr;
+    QAction* playbackAction = nullptr;
+    QAction* recordingsAction = nullptr;
     QList<QAction*> cellActions;
+    QList<QAction*> liveActions; ///< that the page with the recordings has no use for
+    QList<VideoCell*> silencedCells; ///< while that page is seen
     QLabel* summaryLabel = nullptr;
 };
