@@ -18,6 +18,10 @@ public:
     /// An empty text, or why not. Reading begins with the last key frame that is not behind archive time @p begin.
     QString open(const ArchiveFile& file, qint64 begin);
 
+    /// For a recording that may begin in the middle of a group of pictures: until a key frame says otherwise they are
+    /// encoded like those of the recording before.
+    void goOnWith(const XVideoEncPara& encoding) { maker.setVideo(encoding); }
+
     /// Appends the frames of the next packet, which may be none; false at the end.
     bool read(std::deque<EncodedFrame>& frames);
 

@@ -60,11 +60,12 @@ bool ArchiveReader::openNext()
 {
     while (index < files.size()) {
         ArchiveFile file = files.at(index++);
+        auto candidate = std::make_unique<ArchiveMovie>(stop);
         if (goesOnAt(file.start)) {
             file.start = std::max(file.start, behind + pictureMs);
             needsKeyFrame = false; // its first pictures belong to a group of the recording before
+            candidate->goOnWith(encoding);
         }
-        auto candidate = std::make_unique<ArchiveMovie>(stop);
         const QString problem = candidate->open(file, std::max(beginIn, behind));
         if (problem.isEmpty()) {
             movie = std::move(candidate);
@@ -95,5 +96,6 @@ bool ArchiveReader::isWanted(const EncodedFrame& frame)
         return false;
     needsKeyFrame = false;
     behind = std::max(behind, time);
+    encoding = frame.format->video;
     return true;
 }

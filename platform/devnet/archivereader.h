@@ -41,6 +41,7 @@ private:
     std::unique_ptr<ArchiveMovie> movie;
     std::deque<EncodedFrame> frames;
     bool needsKeyFrame = true;
+    XVideoEncPara encoding; ///< of the latest picture
     qint64 behind = 0; ///< pictures up to that time have been read
     bool isFinished = false;
 };

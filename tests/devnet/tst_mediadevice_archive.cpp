@@ -1,8 +1,10 @@
 #include "devnet/mediadevice.h"
 #include "devicereader.h"
 
+#include "core_videosave/savemp4ffmpeg.h"
 #include "core_vod/xrtavoddlthread.h"
 #include "support/clips.h"
+#include "support/deviceframe.h"
 #include "support/messageguard.h"
 #include "support/moviefile.h"
 
@@ -67,6 +69,24 @@ private:
         QDir().mkpath(QFileInfo(path(name)).path());
         QVERIFY(QProcess::execute("ffmpeg", {"-v", "error", "-y", "-i", clip, "-c", "copy", "-movflags",
                                              "frag_keyframe+delay_moov", path(name)}) == 0);
+    }
+
+    /// A recording of frames as a recorder makes it, wherever in a group of pictures they begin.
+    void recordFrames(const QString& name, const DeviceFrames& frames)
+    {
+        SaveMp4FFmpeg saver;
+        saver.setPara({1, Clips::size.width(), Clips::size.height(), 0, 1, 0}, {}, 100);
+        saver.setTimebase({1, 1000});
+        saver.open(path(name));
+        const std::unique_ptr<unsigned char[]> buffer(new unsigned char[XFrameHeader::bufferSize]());
+        auto* header = reinterpret_cast<XFrameHeader*>(buffer.get());
+        for (const DeviceFrame& frame : frames) {
+            QTRY_VERIFY(!saver.isQueueFull());
+            frame.writeTo(header);
+            saver.writeData(header);
+        }
+        saver.stop();
+        QVERIFY(!saver.hasFileError());
     }
 
     void makeDevice(int maxStreams = 0)
@@ -200,6 +220,30 @@ private Q_SLOTS:
         QCOMPARE(device->vodGetDownloadSdp(channel, other), XRet::Ok);
         QVERIFY(other.streamId != first.streamId);
         QCOMPARE(other.video.codec, 2);
+    }
+
+    /// Recorders cut files at any picture, so most begin in the middle of a group.
+    void download_isOneStream_whenAFileBeginsInAGroup()
+    {
+        const DeviceFrames frames = DeviceStream::h264();
+        const int cut = 2 * DeviceStream::keyDistance + 10;
+        recordFrames("20240305T091000_20240305T091002_2.mp4", frames.mid(0, cut));
+        recordFrames("20240305T091002_20240305T091005_2.mp4", frames.mid(cut));
+        QCOMPARE(device->vodDownloadStart(channel, {at("09:00:00"), at("10:00:00")}), XRet::Ok);
+        VodSdp sdp;
+        QCOMPARE(device->vodGetDownloadSdp(channel, sdp), XRet::Ok);
+        const std::uint32_t stream = sdp.streamId;
+        ReadFrames read;
+        for (const DeviceFrame& frame : frames) {
+            const auto next = [&](XFrameHeader* header) { return device->vodReadDLFrame(channel, header, waitMs); };
+            QCOMPARE(readAll(next, read, read.size() + 1), XRet::Ok);
+            QCOMPARE(DeviceReader::problemOf(read.last()), QString());
+            QCOMPARE(read.last().isKey(), frame.isKeyFrame());
+            QCOMPARE(device->vodGetDownloadSdp(channel, sdp), XRet::Ok);
+            QVERIFY(sdp.streamId == stream && sdp.hasVideo && sdp.video.isValid());
+        }
+        QCOMPARE(DeviceReader::pictureHashes(DeviceReader::joined(read), "h264"),
+                 DeviceReader::pictureHashes(Clips::deviceH264()));
     }
 
     void download_hasSound_whereTheRecordingHas()
