@@ -63,7 +63,7 @@ QVector<ArchiveFile> ArchiveIndex::find(int channel, qint64 start, qint64 end) c
     while (files.hasNext()) {
         files.next();
         const Name name = parse(files.fileInfo());
-        if (name.channel == channel && name.file.start <= end && name.file.end >= start)
+        if (name.channel == channel && name.file.start <= end && name.file.latestEnd() >= start)
             found.append(name.file);
     }
     std::sort(found.begin(), found.end(), [](const ArchiveFile& a, const ArchiveFile& b) {

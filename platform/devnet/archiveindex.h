@@ -10,6 +10,9 @@ struct ArchiveFile
     QString path;
     qint64 start = 0; ///< archive time, as end
     qint64 end = 0;
+
+    /// Names have whole seconds: it may have ended as late as that.
+    qint64 latestEnd() const { return end + 999; }
 };
 
 /// The times of recordings: milliseconds of what the clock on the wall showed, counted as if it had been UTC. So a

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
+#include <utility>
 
 namespace {
 Q_LOGGING_CATEGORY(lcArchive, "vantor.devnet.archive")
@@ -29,15 +30,43 @@ void ArchiveReader::seek(qint64 time)
 {
     movie.reset();
     frames.clear();
+    group.clear();
+    sought = time;
     isFinished = false;
     needsKeyFrame = true;
     behind = beforeAllTimes;
     beginIn = time;
-    for (index = 0; index < files.size() && files.at(index).end < time;)
+    for (index = 0; index < files.size() && files.at(index).latestEnd() < time;)
         ++index;
 }
 
 std::optional<EncodedFrame> ArchiveReader::next()
+{
+    if (sought)
+        findGroup();
+    if (group.empty())
+        return read();
+    EncodedFrame frame = std::move(group.front());
+    group.pop_front();
+    return frame;
+}
+
+/// The recording that was opened may have ended before the time that is sought, and the next one may have a nearer key
+/// frame.
+void ArchiveReader::findGroup()
+{
+    const qint64 time = *std::exchange(sought, std::nullopt);
+    while (std::optional<EncodedFrame> frame = read()) {
+        const bool isBehind = static_cast<qint64>(frame->header.timestamp) > time;
+        if (frame->isKey() && !isBehind)
+            group.clear();
+        group.push_back(std::move(*frame));
+        if (isBehind)
+            return;
+    }
+}
+
+std::optional<EncodedFrame> ArchiveReader::read()
 {
     while (!isFinished && !stop.isRequested()) {
         if (!frames.empty()) {

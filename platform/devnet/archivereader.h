@@ -28,6 +28,8 @@ public:
     std::optional<EncodedFrame> next();
 
 private:
+    void findGroup();
+    std::optional<EncodedFrame> read();
     bool openNext();
     bool goesOnAt(qint64 start) const;
     bool isWanted(const EncodedFrame& frame);
@@ -39,7 +41,9 @@ private:
     int index = 0;         ///< of the file to open next
     qint64 beginIn = 0;    ///< archive time in that file
     std::unique_ptr<ArchiveMovie> movie;
-    std::deque<EncodedFrame> frames;
+    std::deque<EncodedFrame> frames; ///< of the movie
+    std::optional<qint64> sought; ///< until its key frame is found
+    std::deque<EncodedFrame> group; ///< from that key frame on
     bool needsKeyFrame = true;
     XVideoEncPara encoding; ///< of the latest picture
     qint64 behind = 0; ///< pictures up to that time have been read

@@ -48,10 +48,12 @@ int MediaInput::read(AVPacket* packet)
 
 qint64 MediaInput::startTime() const { return input->start_time == AV_NOPTS_VALUE ? 0 : input->start_time; }
 
+/// A search for a key frame that is not there reads on and leaves off anywhere.
 void MediaInput::seek(qint64 time)
 {
     limitWait(readMs);
-    av_seek_frame(input.get(), -1, time, AVSEEK_FLAG_BACKWARD);
+    if (av_seek_frame(input.get(), -1, time, AVSEEK_FLAG_BACKWARD) < 0)
+        av_seek_frame(input.get(), -1, startTime(), AVSEEK_FLAG_BACKWARD | AVSEEK_FLAG_ANY);
 }
 
 QString MediaInput::errorText(int error) const

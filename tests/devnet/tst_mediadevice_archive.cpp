@@ -246,6 +246,42 @@ private Q_SLOTS:
                  DeviceReader::pictureHashes(Clips::deviceH264()));
     }
 
+    /// The first file says that it ends at 09:10:02, and it does at 09:10:02.400.
+    void seek_findsTheKeyFrame_whereAFileBeginsInAGroup_data()
+    {
+        QTest::addColumn<int>("sought"); // milliseconds behind 09:10:00
+        QTest::addColumn<int>("found");
+        QTest::newRow("in the last group of a file") << 2100 << 2000;
+        QTest::newRow("in what the next one has of it") << 2450 << 2000;
+        QTest::newRow("in the next group") << 3300 << 3000;
+    }
+
+    void seek_findsTheKeyFrame_whereAFileBeginsInAGroup()
+    {
+        QFETCH(int, sought);
+        QFETCH(int, found);
+        const DeviceFrames frames = DeviceStream::h264();
+        const int cut = 2 * DeviceStream::keyDistance + 10;
+        recordFrames("20240305T091000_20240305T091002_2.mp4", frames.mid(0, cut));
+        recordFrames("20240305T091002_20240305T091005_2.mp4", frames.mid(cut));
+        const auto number = [&](const QByteArray& payload) {
+            int at = 0;
+            while (at < frames.size() && !payload.endsWith(frames.at(at).payload.right(100)))
+                ++at;
+            return at;
+        };
+        ReadFrames read;
+        QCOMPARE(download(read, at("09:10:00").addMSecs(sought), at("10:00:00")), XRet::EndOfRecording);
+        QVERIFY(read.first().isKey());
+        QCOMPARE(number(read.first().payload), found / pictureMs);
+        QCOMPARE(read.size(), frames.size() - found / pictureMs);
+        QCOMPARE(device->vodStart(channel, {at("09:00:00"), at("10:00:00"), QDateTime()}), XRet::Ok);
+        QCOMPARE(device->vodSeek(channel, at("09:10:00").addMSecs(sought)), XRet::Ok);
+        ReadFrames played;
+        QCOMPARE(play(played, 1), XRet::Ok);
+        QCOMPARE(number(played.first().payload), found / pictureMs);
+    }
+
     void download_hasSound_whereTheRecordingHas()
     {
         record("20240305T091000_20240305T091005_2.mp4", Clips::h264AacMp4());
