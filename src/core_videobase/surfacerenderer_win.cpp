@@ -5,11 +5,20 @@
 
 namespace {
 
+/// A picture begins where the layout would put its renderer at the next occasion.
+template <typename Widget>
+Widget* coveringWidget(QWidget* pictureArea)
+{
+    auto* widget = new Widget(pictureArea);
+    widget->setGeometry(pictureArea->rect());
+    return widget;
+}
+
 class D3D9Renderer : public SurfaceRenderer
 {
 public:
     explicit D3D9Renderer(QWidget* pictureArea)
-        : renderer(new Nv12D3D9Widget(pictureArea))
+        : renderer(coveringWidget<Nv12D3D9Widget>(pictureArea))
     {
     }
 
@@ -31,7 +40,7 @@ class D3D11Renderer : public SurfaceRenderer
 {
 public:
     explicit D3D11Renderer(QWidget* pictureArea)
-        : renderer(new Nv12D3D11Widget(pictureArea))
+        : renderer(coveringWidget<Nv12D3D11Widget>(pictureArea))
     {
     }
 

@@ -78,6 +78,15 @@ private Q_SLOTS:
         QVERIFY(!widget->paintEngine());
     }
 
+    void widget_coversThePictureAreaFromTheBeginning_data() { families(); }
+    void widget_coversThePictureAreaFromTheBeginning()
+    {
+        QWidget area;
+        area.resize(320, 200);
+        const std::unique_ptr<SurfaceRenderer> renderer = make()(&area);
+        QCOMPARE(renderer->widget()->geometry(), QRect(0, 0, 320, 200));
+    }
+
     void withoutAParent_eventsAreHarmless()
     {
         Nv12D3D11Widget eleven;
