@@ -27,6 +27,9 @@ PlaceTree::PlaceTree(QWidget* parent)
 
 void PlaceTree::setPlaces(const QVector<RecordingPlace>& places)
 {
+    if (places == shown)
+        return;
+    shown = places;
     const QString selected = selectedKey();
     const QSignalBlocker blocker(this);
     clear();

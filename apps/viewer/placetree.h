@@ -12,7 +12,7 @@ class PlaceTree : public QTreeWidget
 public:
     explicit PlaceTree(QWidget* parent = nullptr);
 
-    /// The one that is selected stays so if it is still there.
+    /// The one that is selected stays so if it is still there, and all stays as it is if nothing is new.
     void setPlaces(const QVector<RecordingPlace>& places);
 
     /// Selects a place without chosen().
@@ -26,4 +26,6 @@ Q_SIGNALS:
 
 private:
     QTreeWidgetItem* headingOf(const QString& group);
+
+    QVector<RecordingPlace> shown;
 };

@@ -22,7 +22,13 @@ struct Speed
 };
 
 constexpr Speed speeds[]
-    = {{-4, "1/4×"}, {-2, "1/2×"}, {1, "1×"}, {2, "2×"}, {4, "4×"}, {8, "8×"}, {16, "16×"}};
+    = {{-4, QT_TRANSLATE_NOOP("PlaybackControls", "1/4×")},
+       {-2, QT_TRANSLATE_NOOP("PlaybackControls", "1/2×")},
+       {1, QT_TRANSLATE_NOOP("PlaybackControls", "1×")},
+       {2, QT_TRANSLATE_NOOP("PlaybackControls", "2×")},
+       {4, QT_TRANSLATE_NOOP("PlaybackControls", "4×")},
+       {8, QT_TRANSLATE_NOOP("PlaybackControls", "8×")},
+       {16, QT_TRANSLATE_NOOP("PlaybackControls", "16×")}};
 
 } // namespace
 
@@ -107,7 +113,7 @@ void PlaybackControls::addSpeeds()
     speedBox->setFocusPolicy(Qt::NoFocus);
     speedBox->setToolTip(tr("Speed (+ and -)"));
     for (const Speed& speed : speeds)
-        speedBox->addItem(QString::fromUtf8(speed.text), speed.times);
+        speedBox->addItem(tr(speed.text), speed.times);
     speedBox->setCurrentIndex(speedBox->findData(1));
     connect(speedBox, QOverload<int>::of(&QComboBox::currentIndexChanged), this,
             [this] { Q_EMIT speedChosen(speed()); });

@@ -19,6 +19,8 @@
 #include <QLabel>
 #include <QVBoxLayout>
 
+#include <utility>
+
 namespace {
 
 constexpr int panelWidth = 264;
@@ -214,9 +216,10 @@ void PlaybackPage::showPlaces()
 
 RecordingPlace PlaybackPage::takeWanted()
 {
-    const RecordingPlace wanted = places->placeOf(wantedSource, wantedCell);
-    if (wanted.isValid())
-        wantedSource = {};
+    const Source source = std::exchange(wantedSource, {});
+    const RecordingPlace wanted = places->placeOf(source, wantedCell);
+    if (!source.isEmpty() && !wanted.isValid())
+        Q_EMIT message(tr("Nothing has been recorded of %1 yet").arg(source.title()));
     return wanted;
 }
 

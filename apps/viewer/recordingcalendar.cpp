@@ -1,14 +1,19 @@
 #include "recordingcalendar.h"
 
+#include "qttoolkit/quihelper.h"
+
 #include <QPainter>
 #include <QSignalBlocker>
 #include <QTextCharFormat>
+#include <QToolButton>
 
 namespace {
 
 constexpr int weeks = 6;
 constexpr int daysOfWeek = 7;
 constexpr int markHeight = 3;
+constexpr int rowHeight = 26; // of seven, below the bar
+constexpr int barHeight = 34;
 
 const QColor recordedText("#E9EEF3");
 const QColor recordedMark("#22A3A9");
@@ -26,11 +31,21 @@ RecordingCalendar::RecordingCalendar(QWidget* parent)
     setVerticalHeaderFormat(QCalendarWidget::NoVerticalHeader);
     setHorizontalHeaderFormat(QCalendarWidget::ShortDayNames);
     setAccessibleName(tr("Calendar"));
+    setMinimumHeight(barHeight + (weeks + 1) * rowHeight);
+    setMonthIcon("qt_calendar_prevmonth", ":/viewer/monthback.svg");
+    setMonthIcon("qt_calendar_nextmonth", ":/viewer/monthon.svg");
     QTextCharFormat plain; // days of the weekend are days like others
     plain.setForeground(otherText);
     setHeaderTextFormat(plain);
     for (Qt::DayOfWeek day : {Qt::Saturday, Qt::Sunday})
         setWeekdayTextFormat(day, plain);
+}
+
+// The buttons are the calendar's own; where it has none of that name, it keeps its look.
+void RecordingCalendar::setMonthIcon(const QString& button, const QString& icon)
+{
+    if (auto* found = findChild<QToolButton*>(button))
+        QUIHelper::setSvgIcon(found, icon);
 }
 
 void RecordingCalendar::setRecordedDays(const QSet<QDate>& days)

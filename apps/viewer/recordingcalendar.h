@@ -26,5 +26,7 @@ protected:
     void paintCell(QPainter* painter, const QRect& rect, const QDate& date) const override;
 
 private:
+    void setMonthIcon(const QString& button, const QString& icon);
+
     QSet<QDate> recorded;
 };

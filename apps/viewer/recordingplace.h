@@ -16,5 +16,6 @@ struct RecordingPlace
     int channel = 0; ///< from 0
 
     bool isValid() const { return device; }
+    bool operator==(const RecordingPlace& other) const { return key == other.key && title() == other.title(); }
     QString title() const { return group.isEmpty() ? name : QString("%1 · %2").arg(group, name); }
 };

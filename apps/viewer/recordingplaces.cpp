@@ -21,7 +21,8 @@ QString asFileName(QString name) { return name.replace(QRegularExpression("[\\\\
 
 QString keyOf(const RecordingFolder& folder) { return QString("%1#%2").arg(folder.path).arg(folder.number); }
 
-// Of the folders that the viewer records into: two digits for a cell, <device>-<channel>-<stream> for a channel.
+// Of the folders that the viewer writes into: two digits for a cell, <device>-<channel>-<stream> for a channel, and for
+// downloads <device>-<channel>.
 QString folderNameOf(int cell) { return QString("%1").arg(cell, 2, 10, QChar('0')); }
 
 } // namespace
@@ -122,9 +123,13 @@ QString RecordingPlaces::nameOf(const RecordingFolder& folder) const
     const QString name = QFileInfo(folder.path).fileName();
     if (name == folderNameOf(folder.number))
         return tr("Cell %1").arg(folder.number);
-    const QRegularExpressionMatch match = ofChannel.match(name);
-    if (match.hasMatch() && match.captured(2).toInt() == folder.number + 1)
-        return tr("%1, channel %2, %3").arg(match.captured(1), match.captured(2), match.captured(3));
+    static const QRegularExpression downloaded("^(.+)-(\\d+)$");
+    const QRegularExpressionMatch channel = ofChannel.match(name);
+    if (channel.hasMatch() && channel.captured(2).toInt() == folder.number + 1)
+        return tr("%1, channel %2, %3").arg(channel.captured(1), channel.captured(2), channel.captured(3));
+    const QRegularExpressionMatch download = downloaded.match(name);
+    if (download.hasMatch() && download.captured(2).toInt() == folder.number + 1)
+        return tr("%1, channel %2, downloaded").arg(download.captured(1), download.captured(2));
     return QString("%1 (%2)").arg(name).arg(folder.number);
 }
 

@@ -8,6 +8,7 @@
 #include <QWheelEvent>
 
 #include <cmath>
+#include <utility>
 
 namespace {
 
@@ -20,6 +21,8 @@ constexpr int labelDistance = 74; // pixels
 constexpr int partsOfStep = 5; // small marks between two written ones
 constexpr int narrowestSpan = 2; // pixels
 constexpr double zoomOfNotch = 1.35;
+constexpr int panOfNotch = 60; // pixels
+constexpr int reachOfCursor = 5; // pixels
 constexpr int notch = 120; // eighths of a degree
 
 const QColor background("#15191E");
@@ -75,9 +78,9 @@ void Timeline::setRecordings(const QVector<RecordedSpan>& recordings)
 
 void Timeline::setCursorTime(std::optional<qint64> time)
 {
-    if (time == cursorTime)
+    if (time == cursorTime || drag == Drag::Cursor)
         return;
-    const bool wasSeen = !cursorTime || (*cursorTime >= shown.begin() && *cursorTime < shown.end());
+    const bool wasSeen = !cursorTime || isCursorSeen();
     cursorTime = time;
     if (time && wasSeen && drag == Drag::None)
         shown.show(*time);
@@ -99,9 +102,13 @@ void Timeline::setSelection(std::optional<RecordedSpan> period)
 
 void Timeline::zoom(double factor)
 {
-    const bool isSeen = cursorTime && *cursorTime >= shown.begin() && *cursorTime < shown.end();
-    shown.zoom(factor, isSeen ? shown.position(*cursorTime) : width() / 2.0);
+    shown.zoom(factor, isCursorSeen() ? shown.position(*cursorTime) : width() / 2.0);
     update();
+}
+
+bool Timeline::isCursorSeen() const
+{
+    return cursorTime && *cursorTime >= shown.begin() && *cursorTime <= shown.end();
 }
 
 void Timeline::showWholeDay()
@@ -181,7 +188,7 @@ void Timeline::paintPointer(QPainter& painter) const
 
 void Timeline::paintCursor(QPainter& painter) const
 {
-    if (!cursorTime || *cursorTime < shown.begin() || *cursorTime > shown.end())
+    if (!isCursorSeen())
         return;
     const int x = qRound(shown.position(*cursorTime));
     painter.fillRect(x - 1, flagHeight, 2, band().bottom() + 3 - flagHeight, cursorColor);
@@ -206,7 +213,11 @@ void Timeline::paintFlag(QPainter& painter, qint64 time, const QColor& fill, con
 
 void Timeline::wheelEvent(QWheelEvent* event)
 {
-    shown.zoom(std::pow(zoomOfNotch, double(event->angleDelta().y()) / notch), event->position().x());
+    const QPoint turned = event->angleDelta();
+    if (qAbs(turned.x()) > qAbs(turned.y()))
+        shown.pan(double(turned.x()) / notch * panOfNotch);
+    else
+        shown.zoom(std::pow(zoomOfNotch, double(turned.y()) / notch), event->position().x());
     event->accept();
     update();
 }
@@ -225,16 +236,36 @@ void Timeline::mouseMoveEvent(QMouseEvent* event)
     const int x = event->pos().x();
     pointer = x;
     if (drag == Drag::Click && qAbs(x - pressedAt.x()) >= QApplication::startDragDistance())
-        drag = event->modifiers() & Qt::ShiftModifier ? Drag::Select : Drag::Pan;
-    if (drag == Drag::Pan) {
+        drag = dragFrom(*event);
+    dragTo(x);
+    update();
+}
+
+Timeline::Drag Timeline::dragFrom(const QMouseEvent& event) const
+{
+    if (event.modifiers() & Qt::ShiftModifier)
+        return Drag::Select;
+    const bool isAtCursor = isCursorSeen() && qAbs(shown.position(*cursorTime) - pressedAt.x()) <= reachOfCursor;
+    return isAtCursor ? Drag::Cursor : Drag::Pan;
+}
+
+void Timeline::dragTo(int x)
+{
+    switch (drag) {
+    case Drag::None:
+    case Drag::Click:
+        break;
+    case Drag::Pan:
         shown.pan(x - draggedTo);
         draggedTo = x;
-    } else if (drag == Drag::Select) {
-        const qint64 from = shown.time(pressedAt.x());
-        const qint64 to = shown.time(x);
-        setSelection(RecordedSpan{qMin(from, to), qMax(from, to)});
+        break;
+    case Drag::Select:
+        setSelection(RecordedSpan{qMin(shown.time(pressedAt.x()), shown.time(x)),
+                                  qMax(shown.time(pressedAt.x()), shown.time(x))});
+        break;
+    case Drag::Cursor:
+        cursorTime = shown.time(x);
     }
-    update();
 }
 
 void Timeline::mouseReleaseEvent(QMouseEvent* event)
@@ -242,11 +273,9 @@ void Timeline::mouseReleaseEvent(QMouseEvent* event)
     if (event->button() != Qt::LeftButton)
         return;
     const Drag done = std::exchange(drag, Drag::None);
-    if (done != Drag::Click)
-        return;
-    if (event->modifiers() & Qt::ShiftModifier)
+    if (done == Drag::Click && event->modifiers() & Qt::ShiftModifier)
         clearSelection();
-    else
+    else if (done == Drag::Click || done == Drag::Cursor)
         Q_EMIT chosen(qMin(shown.time(event->pos().x()), shown.dayEnd() - 1));
 }
 

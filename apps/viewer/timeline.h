@@ -9,8 +9,9 @@
 
 /// A day with its recordings: the recorded times are filled, a cursor stands at the moment that is shown.
 ///
-/// A click chooses a moment, the wheel zooms, dragging moves what is seen, dragging with Shift selects a period and a click
-/// with Shift forgets it. What lies under the pointer is written above the line.
+/// A click chooses a moment, and so does dragging the cursor. The wheel zooms, dragging elsewhere moves what is seen,
+/// dragging with Shift selects a period and a click with Shift forgets it. The time under the pointer is written above the
+/// line.
 class Timeline : public QWidget
 {
     Q_OBJECT
@@ -56,8 +57,11 @@ protected:
     void leaveEvent(QEvent* event) override;
 
 private:
-    enum class Drag { None, Click, Pan, Select };
+    enum class Drag { None, Click, Pan, Select, Cursor };
 
+    Drag dragFrom(const QMouseEvent& event) const;
+    void dragTo(int x);
+    bool isCursorSeen() const;
     void paintRuler(QPainter& painter) const;
     void paintRecordings(QPainter& painter) const;
     void paintSelection(QPainter& painter) const;
