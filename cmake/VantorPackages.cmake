@@ -39,5 +39,6 @@ set(CPACK_DEBIAN_VIEWER_PACKAGE_NAME vantor-viewer)
 set(CPACK_DEBIAN_VIEWER_PACKAGE_SECTION video)
 set(CPACK_COMPONENT_VIEWER_DESCRIPTION "The viewer: live video in a grid, recording, playback and download.")
 set(CPACK_DEBIAN_VIEWER_PACKAGE_DEPENDS "libvantor${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_VIEWER_PACKAGE_RECOMMENDS qttranslations5-l10n)
 
 include(CPack)

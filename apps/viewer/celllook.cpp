@@ -9,7 +9,10 @@ namespace {
 const QColor borderColor("#2A3038");
 const QColor selectedColor("#22A3A9");
 
-QString text(const char* english) { return QCoreApplication::translate("CellLook", english); }
+struct Texts
+{
+    Q_DECLARE_TR_FUNCTIONS(CellLook)
+};
 
 BannerPara buttons(bool hasStreams)
 {
@@ -19,11 +22,11 @@ BannerPara buttons(bool hasStreams)
     para.names = QStringList{"btnMuted", "btnTalkMuted", "btnSnap", "btnRecord"};
     para.icons = QStringList{":/primary/close_volume.svg", ":/primary/mic-close.svg", ":/viewer/snapshot.svg",
                              ":/viewer/record.svg"};
-    para.tips = QStringList{text("Sound"), text("Talk"), text("Snapshot"), text("Record H.264 or H.265")};
+    para.tips = QStringList{Texts::tr("Sound"), Texts::tr("Talk"), Texts::tr("Snapshot"), Texts::tr("Record H.264 or H.265")};
     if (hasStreams) {
         para.names.prepend("btnStream");
         para.icons.prepend(":/viewer/stream.svg");
-        para.tips.prepend(text("Main or sub stream"));
+        para.tips.prepend(Texts::tr("Main or sub stream"));
     }
     return para;
 }
@@ -37,7 +40,6 @@ void CellLook::apply(AbstractVideoWidget* display, bool hasStreams)
     para.borderColor = borderColor;
     para.focusColor = selectedColor;
     para.bgText.clear(); // the state is an on-screen item, so that it is also seen over a last picture
-    para.scaleMode = ScaleMode_Aspect;
     para.muted = true; // a wall of pictures is silent until somebody asks for sound
     para.showBanner = true;
     para.bannerSize = 28;

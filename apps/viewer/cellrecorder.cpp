@@ -39,6 +39,8 @@ CellRecorder::CellRecorder(VideoCell* videoCell, const QString& manual, const QS
     connect(cell, &VideoCell::recorderStateChanged, this, &CellRecorder::follow);
 }
 
+void CellRecorder::setFolder(const QString& manual) { manualFolder = absolute(manual); }
+
 void CellRecorder::toggle()
 {
     if (cell->isRecording()) {

@@ -17,6 +17,9 @@ public:
     /// @p cell is the parent. An empty @p automatic folder: only what the user wants.
     CellRecorder(VideoCell* cell, const QString& manual, const QString& automatic);
 
+    /// Of the recordings that the user starts from now on.
+    void setFolder(const QString& manual);
+
     /// Starts or stops recording for the user.
     void toggle();
 
@@ -51,7 +54,7 @@ private:
     QString reasonOf(const QString& file) const;
 
     VideoCell* const cell;
-    const QString manualFolder; ///< of all sources
+    QString manualFolder; ///< of all sources
     const QString automaticFolder;
     QStringList openFiles; ///< by their first names
     QTimer retryTimer; ///< runs while the automatic recording is off because it failed

@@ -3,32 +3,35 @@
 #include <QCoreApplication>
 
 namespace {
-QString text(const char* english) { return QCoreApplication::translate("CellState", english); }
+struct Texts
+{
+    Q_DECLARE_TR_FUNCTIONS(CellState)
+};
 } // namespace
 
 QString cellStateText(CellState state)
 {
     switch (state) {
     case CellState::Empty:
-        return text("No source");
+        return Texts::tr("No source");
     case CellState::Stopped:
-        return text("Stopped");
+        return Texts::tr("Stopped");
     case CellState::Connecting:
-        return text("Connecting…");
+        return Texts::tr("Connecting…");
     case CellState::NoAnswer:
-        return text("Cannot be opened, trying again…");
+        return Texts::tr("Cannot be opened, trying again…");
     case CellState::Refused:
-        return text("Too many connections, trying again…");
+        return Texts::tr("Too many connections, trying again…");
     case CellState::Playing:
-        return text("Playing");
+        return Texts::tr("Playing");
     case CellState::Paused:
-        return text("Paused");
+        return Texts::tr("Paused");
     case CellState::Lost:
-        return text("Connection lost");
+        return Texts::tr("Connection lost");
     case CellState::Ended:
-        return text("End of file");
+        return Texts::tr("End of file");
     case CellState::Failed:
-        return text("Cannot be played");
+        return Texts::tr("Cannot be played");
     }
     return {};
 }

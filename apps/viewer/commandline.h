@@ -3,14 +3,18 @@
 #include "vieweroptions.h"
 
 #include <QCommandLineParser>
+#include <QCoreApplication>
 
 /// The viewer's command line. Needs a QCoreApplication, and no display.
 class CommandLine
 {
+    Q_DECLARE_TR_FUNCTIONS(CommandLine)
+
 public:
     enum class Outcome { Run, Help, Version, Error };
 
-    CommandLine();
+    /// @p kept is what holds where the command line says nothing.
+    explicit CommandLine(const ViewerOptions& kept = {});
 
     /// @p arguments begin with the program's name.
     Outcome parse(const QStringList& arguments);
@@ -23,6 +27,7 @@ public:
 
 private:
     bool readAll();
+    void readFolders();
     bool readSources();
     bool readDevices();
     bool readGrid();
@@ -31,10 +36,12 @@ private:
     bool readTimes();
     bool readScreenshot();
     bool readRecording();
+    bool readDevice(const QString& file);
     bool readNumber(const QString& option, int minimum, int& value);
     bool fail(const QString& reason);
     Source sourceOf(const QString& address) const;
 
+    const ViewerOptions kept;
     QCommandLineParser parser;
     ViewerOptions result;
     QString text;

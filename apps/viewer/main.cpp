@@ -1,6 +1,9 @@
 #include "commandline.h"
 #include "core_videobase/abstractvideothread.h"
+#include "keptsettings.h"
+#include "language.h"
 #include "mainwindow.h"
+#include "messagelog.h"
 #include "parentconsole.h"
 #include "theme.h"
 #include "timedrun.h"
@@ -29,19 +32,21 @@ void nameApplication()
 CommandLine::Outcome readCommandLine(int argc, char** argv, ViewerOptions& options)
 {
     QCoreApplication application(argc, argv);
-    CommandLine commandLine;
+    const ViewerOptions kept = KeptSettings::read();
+    Language::install(application, kept.language);
+    CommandLine commandLine(kept);
     const CommandLine::Outcome outcome = commandLine.parse(application.arguments());
     print(outcome == CommandLine::Outcome::Error ? stderr : stdout, commandLine.message());
     options = commandLine.options();
     return outcome;
 }
 
-// What is opened and closed is of interest to who looks for a fault; warnings always are.
+// What is opened and closed goes to the log view; to the terminal it goes for who looks for a fault.
 void setUpLog(bool debug)
 {
     AbstractVideoThread::debugInfo = debug;
     if (!debug)
-        QLoggingCategory::setFilterRules("vantor.*.debug=false\nvantor.*.info=false");
+        QLoggingCategory::setFilterRules("vantor.*.debug=false");
 }
 
 // The live threads of devices end before the application does.
@@ -64,10 +69,11 @@ private:
 
 int showWindow(QApplication& application, const ViewerOptions& options)
 {
+    const MessageLog log(options.debug);
     const LiveStreams liveStreams;
     if (!liveStreams.isRunning())
         qFatal("live streams of devices can't be served");
-    MainWindow window(options);
+    MainWindow window(options, &log);
     window.show();
     std::unique_ptr<TimedRun> run;
     if (options.seconds > 0)
@@ -94,6 +100,7 @@ int main(int argc, char** argv)
     }
     setUpLog(options.debug);
     QApplication application(argc, argv);
+    Language::install(application, options.language);
     applyTheme(application);
     return showWindow(application, options);
 }

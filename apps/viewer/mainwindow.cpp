@@ -5,9 +5,12 @@
 #include "devicepanel.h"
 #include "devices.h"
 #include "devicetree.h"
+#include "keptsettings.h"
+#include "logpanel.h"
 #include "playbackbar.h"
 #include "playbackpage.h"
 #include "qttoolkit/quihelper.h"
+#include "settingsdialog.h"
 #include "snapshots.h"
 #include "sourcesdialog.h"
 #include "videocell.h"
@@ -17,6 +20,7 @@
 #include <QActionGroup>
 #include <QCloseEvent>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QLabel>
 #include <QMenu>
 #include <QMessageBox>
@@ -33,12 +37,14 @@ constexpr QSize normalSize{1280, 860};
 constexpr int statusTime = 8000; // milliseconds
 constexpr qint64 jumpTime = 5000; // milliseconds
 constexpr int normalPanelWidth = 220;
+constexpr int logHeight = 180;
 const char panelWidthKey[] = "devices/width";
 } // namespace
 
-MainWindow::MainWindow(const ViewerOptions& options, QWidget* parent)
+MainWindow::MainWindow(const ViewerOptions& wanted, const MessageLog* messages, QWidget* parent)
     : QMainWindow(parent)
-    , transport(options.transport)
+    , options(wanted)
+    , log(messages)
     , devices(new Devices(options.devices, this))
     , videoGrid(new VideoGrid(*devices, options, this))
     , devicePanel(new DevicePanel(*devices, this))
@@ -55,6 +61,8 @@ MainWindow::MainWindow(const ViewerOptions& options, QWidget* parent)
     makeDevicePanel(options.showDevices);
     connectGrid();
     connectPlayback();
+    makeLogPanel();
+    showComplaints();
     selectCell(videoGrid->selectedCell());
     videoGrid->setSources(options.sources);
     if (!options.sources.isEmpty())
@@ -127,7 +135,7 @@ void MainWindow::makeToolBar()
     toolBar->addWidget(space);
     makeWindowActions();
     makeLiveKeys();
-    const QStringList common{"openDevice", "folder", "fullScreen", "live", "playback"};
+    const QStringList common{"openDevice", "folder", "settings", "log", "fullScreen", "live", "playback"};
     for (QAction* action : toolBar->actions()) {
         if (!common.contains(action->objectName()) && toolBar->widgetForAction(action) != space)
             liveActions.append(action);
@@ -151,7 +159,7 @@ void MainWindow::makePageActions()
 void MainWindow::makeGridActions()
 {
     gridActions = new QActionGroup(this);
-    for (int side = 1; side <= 4; ++side) {
+    for (int side = 1; side <= 5; ++side) {
         const int count = side * side;
         QAction* action = addAction(QString("grid%1").arg(count), tr("%n cell(s)", nullptr, count),
                                     QString("grid%1").arg(count), QKeySequence(QString("Ctrl+%1").arg(side)));
@@ -197,6 +205,12 @@ void MainWindow::makeWindowActions()
 {
     connect(addAction("folder", tr("Snapshot folder…"), "folder", {}), &QAction::triggered, this,
             &MainWindow::chooseSnapshotFolder);
+    connect(addAction("settings", tr("Settings…"), "settings", tr("Ctrl+,")), &QAction::triggered, this,
+            &MainWindow::changeSettings);
+    logAction = addAction("log", tr("Log"), "log", tr("Ctrl+Shift+M"));
+    logAction->setCheckable(true);
+    logAction->setVisible(log);
+    connect(logAction, &QAction::triggered, this, &MainWindow::showLog);
     enlargeAction = addAction("enlarge", tr("Enlarge cell (double click)"), "enlarge", QKeySequence(Qt::Key_Return));
     enlargeAction->setCheckable(true);
     connect(enlargeAction, &QAction::triggered, videoGrid, &VideoGrid::toggleEnlarged);
@@ -401,6 +415,9 @@ void MainWindow::openDevice(const QString& file)
         box->open();
         return;
     }
+    options.deviceFiles.append(QFileInfo(file).absoluteFilePath());
+    options.deviceFiles.removeDuplicates();
+    keepSources();
     showDevices(true);
     showStatus(tr("%1: %n channel(s)", nullptr, devices->find(name)->getChannelCount()).arg(name));
 }
@@ -417,7 +434,7 @@ void MainWindow::showDevices(bool shown)
 
 void MainWindow::editSources()
 {
-    SourcesDialog dialog(videoGrid->sources(), transport, this);
+    SourcesDialog dialog(videoGrid->sources(), options.transport, this);
     dialog.setCurrentRow(videoGrid->selectedCell()->number() - 1);
     if (dialog.exec() == QDialog::Accepted)
         applySources(dialog.sources());
@@ -426,14 +443,61 @@ void MainWindow::editSources()
 void MainWindow::applySources(const QList<Source>& sources)
 {
     videoGrid->setSources(sources);
-    if (sources.size() <= videoGrid->cellCount())
+    int cells = videoGrid->cellCount();
+    for (int side = 1; cells < sources.size(); ++side)
+        cells = side * side;
+    if (cells != videoGrid->cellCount())
+        videoGrid->setCellCount(cells);
+    keepSources();
+}
+
+// What was asked for on the command line is shown this once.
+void MainWindow::keepSources() const
+{
+    if (options.keepsSources)
+        KeptSettings::saveSources(videoGrid->sources(), videoGrid->cellCount(), options.deviceFiles);
+}
+
+void MainWindow::changeSettings()
+{
+    options.snapshotFolder = snapshotTaker->folder();
+    SettingsDialog dialog(options, this);
+    if (dialog.exec() != QDialog::Accepted)
         return;
-    for (int count : {4, 9, 16}) {
-        if (sources.size() <= count) {
-            videoGrid->setCellCount(count);
-            return;
-        }
-    }
+    options = dialog.options();
+    KeptSettings::saveSettings(options);
+    snapshotTaker->setFolder(options.snapshotFolder);
+    videoGrid->setOptions(options);
+    playbackPage->setOptions(options);
+}
+
+void MainWindow::makeLogPanel()
+{
+    if (!log)
+        return;
+    logPanel = new LogPanel(*log, this);
+    addDockWidget(Qt::BottomDockWidgetArea, logPanel);
+    resizeDocks({logPanel}, {logHeight}, Qt::Vertical);
+    logPanel->hide();
+    connect(logPanel, &LogPanel::visibilityChanged, this,
+            [this] { logAction->setChecked(!logPanel->isHidden()); });
+}
+
+void MainWindow::showLog(bool shown)
+{
+    if (logPanel)
+        logPanel->setVisible(shown);
+}
+
+void MainWindow::showComplaints()
+{
+    if (options.complaints.isEmpty())
+        return;
+    auto* box = new QMessageBox(QMessageBox::Warning, tr("Settings"), options.complaints.join("\n\n"), QMessageBox::Ok,
+                                this);
+    box->setObjectName("complaints");
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->open();
 }
 
 void MainWindow::chooseSnapshotFolder()
@@ -476,11 +540,14 @@ void MainWindow::changeEvent(QEvent* event)
     toolBar->setVisible(!isFullScreen());
     playbackBar->setVisible(!isFullScreen());
     statusBar()->setVisible(!isFullScreen());
+    if (isFullScreen())
+        showLog(false);
     playbackPage->setBare(isFullScreen());
 }
 
 void MainWindow::closeEvent(QCloseEvent* event)
 {
+    keepSources();
     videoGrid->stopAll();
     playbackPage->stop();
     QMainWindow::closeEvent(event);

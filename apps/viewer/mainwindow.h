@@ -7,6 +7,8 @@
 
 class DevicePanel;
 class Devices;
+class LogPanel;
+class MessageLog;
 class PlaybackBar;
 class PlaybackPage;
 class QAction;
@@ -30,7 +32,8 @@ class MainWindow : public QMainWindow
     Q_OBJECT
 
 public:
-    explicit MainWindow(const ViewerOptions& options, QWidget* parent = nullptr);
+    /// @p log must outlive the window; null for none to show.
+    explicit MainWindow(const ViewerOptions& options, const MessageLog* log = nullptr, QWidget* parent = nullptr);
 
     VideoGrid* grid() const { return videoGrid; }
     Snapshots* snapshots() const { return snapshotTaker; }
@@ -59,6 +62,7 @@ private:
     void makeWindowActions();
     void makeStatusBar();
     void makeLiveKeys();
+    void makeLogPanel();
     void connectGrid();
     void connectPlayback();
     QAction* addAction(const QString& name, const QString& text, const QString& icon, const QKeySequence& key);
@@ -76,12 +80,17 @@ private:
     void editSources();
     void applySources(const QList<Source>& sources);
     void chooseSnapshotFolder();
+    void changeSettings();
+    void showLog(bool shown);
+    void showComplaints();
+    void keepSources() const;
     void setDigitalZoom(bool enabled);
     void toggleFullScreen();
     void leaveFullScreen();
     void closeSource();
 
-    const QString transport; // of sources that are opened later on
+    ViewerOptions options;
+    const MessageLog* const log;
     Devices* devices; // children
     VideoGrid* videoGrid;
     DevicePanel* devicePanel;
@@ -104,6 +113,8 @@ private:
     QAction* liveAction = nullptr;
     QAction* playbackAction = nullptr;
     QAction* recordingsAction = nullptr;
+    QAction* logAction = nullptr;
+    LogPanel* logPanel = nullptr;
     QList<QAction*> cellActions;
     QList<QAction*> liveActions; ///< that the page with the recordings has no use for
     QList<VideoCell*> silencedCells; ///< while that page is seen

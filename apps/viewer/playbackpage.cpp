@@ -73,7 +73,7 @@ PlaybackPage::PlaybackPage(const Devices& known, const Snapshots& snapshotTaker,
 void PlaybackPage::setUpDisplay(const ViewerOptions& options)
 {
     WidgetPara look = display->getWidgetPara();
-    look.scaleMode = ScaleMode_Aspect;
+    look.scaleMode = options.scaleMode;
     look.bgTextSize = textSize;
     look.textColor = "#8792A0";
     look.bgColor = "#0E1114";
@@ -87,6 +87,15 @@ void PlaybackPage::setUpDisplay(const ViewerOptions& options)
     display->setVideoPara(video);
     display->setObjectName("playbackDisplay");
     display->setAcceptDrops(false);
+}
+
+void PlaybackPage::setOptions(const ViewerOptions& options)
+{
+    const bool isMuted = display->getWidgetPara().muted;
+    setUpDisplay(options);
+    display->setMuted(isMuted);
+    places->setFolders(options.recordingFolder, options.autoRecordFolder);
+    refresh();
 }
 
 void PlaybackPage::makeSidePanel()

@@ -34,6 +34,9 @@ public:
     PlaybackPage(const Devices& devices, const Snapshots& snapshots, const ViewerOptions& options,
                  QWidget* parent = nullptr);
 
+    /// What is new in them counts at once, for the picture from the next playback on.
+    void setOptions(const ViewerOptions& options);
+
     /// Shows what was recorded of that cell, as soon as it has been found.
     void want(const Source& source, int cell);
 

@@ -31,15 +31,21 @@ RecordingPlaces::RecordingPlaces(const Devices& known, const QString& manualFold
                                  QObject* parent)
     : QObject(parent)
     , devices(known)
-    , automaticRoot(absolute(automaticFolder))
     , lookup(new BackgroundLookup(this))
 {
+    setFolders(manualFolder, automaticFolder);
+    connect(&devices, &Devices::added, this, &RecordingPlaces::build);
+    build();
+}
+
+void RecordingPlaces::setFolders(const QString& manualFolder, const QString& automaticFolder)
+{
+    automaticRoot = absolute(automaticFolder);
+    roots.clear();
     for (const QString& root : {absolute(manualFolder), automaticRoot}) {
         if (!root.isEmpty())
             roots.append(root);
     }
-    connect(&devices, &Devices::added, this, &RecordingPlaces::build);
-    build();
 }
 
 void RecordingPlaces::refresh()

@@ -23,6 +23,9 @@ public:
     RecordingPlaces(const Devices& devices, const QString& manualFolder, const QString& automaticFolder,
                     QObject* parent = nullptr);
 
+    /// Other folders of the viewer's; counts from the next refresh() on.
+    void setFolders(const QString& manualFolder, const QString& automaticFolder);
+
     const QVector<RecordingPlace>& all() const { return places; }
 
     /// An invalid one where there is none of that key.
@@ -46,7 +49,7 @@ private:
     QSharedPointer<MediaDevice> deviceOf(const RecordingFolder& folder, const QString& name);
 
     const Devices& devices;
-    const QString automaticRoot;
+    QString automaticRoot;
     QStringList roots;
     BackgroundLookup* lookup; ///< child
     QVector<RecordingFolder> folders;

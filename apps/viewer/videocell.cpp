@@ -61,13 +61,7 @@ void VideoCell::setUp(CellView* view)
     AbstractVideoWidget* widget = view->display();
     widget->hide();
     CellLook::apply(widget, view->canTalk());
-    VideoPara para = widget->getVideoPara();
-    para.hardware = options.hardware;
-    para.readTimeout = options.readTimeout;
-    para.connectTimeout = options.connectTimeout;
-    widget->setVideoPara(para);
-    widget->setVideoMode(options.mode);
-    view->setSaveInterval(options.recordInterval);
+    applyOptions(view);
     widget->setVolume(setVolumePercent);
     widget->setCalcLevel(isLevelWanted);
 
@@ -88,6 +82,31 @@ void VideoCell::setUp(CellView* view)
     connect(view, &CellView::positionChanged, this, &VideoCell::positionChanged);
     connect(view, &CellView::durationChanged, this, &VideoCell::durationChanged);
     connect(view, &CellView::recorderStateChanged, this, &VideoCell::recorderStateChanged);
+}
+
+void VideoCell::applyOptions(CellView* view)
+{
+    AbstractVideoWidget* widget = view->display();
+    VideoPara para = widget->getVideoPara();
+    para.hardware = options.hardware;
+    para.readTimeout = options.readTimeout;
+    para.connectTimeout = options.connectTimeout;
+    widget->setVideoPara(para);
+    widget->setVideoMode(options.mode);
+    widget->setScaleMode(options.scaleMode);
+    view->setSaveInterval(options.recordInterval);
+}
+
+void VideoCell::setOptions(const ViewerOptions& wanted)
+{
+    const bool isDecodedOtherwise = wanted.hardware != options.hardware || wanted.mode != options.mode;
+    options = wanted;
+    recorder->setFolder(options.recordingFolder);
+    for (CellView* view : qAsConst(views))
+        applyOptions(view);
+    const bool isAtWork = currentState != CellState::Empty && currentState != CellState::Stopped;
+    if (isDecodedOtherwise && isAtWork)
+        restart();
 }
 
 void VideoCell::showView(CellView* view)
@@ -232,8 +251,8 @@ void VideoCell::pressButton(const QString& name)
         toggleRecording();
 }
 
-// The display has begun to talk if there is somebody to talk to. An address has nobody; the button goes back to where it
-// was.
+// The display has begun to talk if there is somebody to talk to. An address has nobody; the button goes back to where
+// it was.
 void VideoCell::startTalk()
 {
     if (shownView->canTalk()) {
@@ -337,9 +356,6 @@ QString VideoCell::longStateText() const
     return cellStateText(currentState) + '\n' + address;
 }
 
-void VideoCell::updateBanner()
-{
-    banner()->showInfo(shortStateText());
-}
+void VideoCell::updateBanner() { banner()->showInfo(shortStateText()); }
 
 BannerWidget* VideoCell::banner() const { return display()->findChild<BannerWidget*>("bannerWidget"); }

@@ -33,6 +33,9 @@ public:
     CellView* view() const { return shownView; }
     AbstractVideoWidget* display() const;
 
+    /// What is new in them counts at once; what plays is started again where that is needed.
+    void setOptions(const ViewerOptions& options);
+
     /// Ends what plays. The new source waits for play().
     void setSource(const Source& source);
     const Source& source() const { return shownSource; }
@@ -103,6 +106,7 @@ protected:
 private:
     CellView* viewFor(const Source& source);
     void setUp(CellView* view);
+    void applyOptions(CellView* view);
     void showView(CellView* view);
     void restart();
     void setState(CellState state);
@@ -118,7 +122,7 @@ private:
 
     const int cellNumber;
     const Devices& devices;
-    const ViewerOptions options;
+    ViewerOptions options;
 
     /// Children by the protocol of the devices that they show, 0 for the one that shows addresses. They are kept,
     /// because what a view played before may still be ending.

@@ -48,6 +48,13 @@ void VideoGrid::addCell(const ViewerOptions& options)
     });
 }
 
+void VideoGrid::setOptions(const ViewerOptions& options)
+{
+    transport = options.transport;
+    for (VideoCell* cell : qAsConst(cells))
+        cell->setOptions(options);
+}
+
 void VideoGrid::setSources(const QList<Source>& sources)
 {
     for (int i = 0; i < cells.size(); ++i) {

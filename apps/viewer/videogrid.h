@@ -9,20 +9,23 @@ class Devices;
 class VideoCell;
 struct ViewerOptions;
 
-/// 1, 4, 9 or 16 cells side by side, one of them selected, and one of them enlarged over the others if wanted.
+/// 1, 4, 9, 16 or 25 cells side by side, one of them selected, and one of them enlarged over the others if wanted.
 ///
-/// All 16 cells exist from the beginning and keep their sources; those that are not in the grid do not play, and
+/// All 25 cells exist from the beginning and keep their sources; those that are not in the grid do not play, and
 /// nothing does before the grid is seen for the first time.
 class VideoGrid : public QWidget
 {
     Q_OBJECT
 
 public:
-    static constexpr int mostCells = 16;
+    static constexpr int mostCells = 25;
 
     /// @p devices must outlive the grid.
     VideoGrid(const Devices& devices, const ViewerOptions& options, QWidget* parent = nullptr);
     ~VideoGrid() override;
+
+    /// What is new in them counts at once.
+    void setOptions(const ViewerOptions& options);
 
     /// Gives the cells their sources in order; those whose source stays the same play on. The rest are emptied.
     void setSources(const QList<Source>& sources);
@@ -80,5 +83,5 @@ private:
     int shownCells;
     VideoCell* selection = nullptr;
     bool enlarged = false;
-    const QString transport; // of dropped addresses
+    QString transport; // of dropped addresses
 };

@@ -116,6 +116,8 @@ private Q_SLOTS:
         QTest::newRow("9") << 9 << 9;
         QTest::newRow("10") << 10 << 16;
         QTest::newRow("16") << 16 << 16;
+        QTest::newRow("17") << 17 << 25;
+        QTest::newRow("25") << 25 << 25;
     }
 
     void grid_isTheSmallestThatFits_whenNotGiven()
@@ -150,6 +152,47 @@ private Q_SLOTS:
         QCOMPARE(read.sources.first().url, QString("device:Device/1/sub"));
     }
 
+    void kept_holds_whereTheCommandLineSaysNothing()
+    {
+        ViewerOptions kept;
+        kept.transport = "udp";
+        kept.mode = VideoMode_Image;
+        kept.hardware = "vaapi";
+        kept.snapshotFolder = "/tmp/kept";
+        kept.sources = {Source()};
+        kept.sources.first().url = "rtsp://camera/1";
+        kept.cellCount = 9;
+        const auto parsed = [&kept](const QStringList& arguments) {
+            CommandLine commandLine(kept);
+            return commandLine.parse(QStringList{"vantor-viewer"} + arguments) == CommandLine::Outcome::Run
+                ? commandLine.options()
+                : ViewerOptions();
+        };
+        const ViewerOptions nothing = parsed({});
+        QCOMPARE(nothing.transport, QString("udp"));
+        QCOMPARE(nothing.mode, VideoMode_Image);
+        QCOMPARE(nothing.hardware, QString("vaapi"));
+        QCOMPARE(nothing.snapshotFolder, QString("/tmp/kept"));
+        QVERIFY(nothing.sources == kept.sources);
+        QCOMPARE(nothing.cellCount, 9);
+        QVERIFY(nothing.keepsSources);
+
+        const ViewerOptions all = parsed({"--transport", "tcp", "--mode", "opengl", "--hardware", "none", "--snapshots",
+                                          "/tmp/s", "--grid", "1"});
+        QCOMPARE(all.transport, QString("tcp"));
+        QCOMPARE(all.mode, VideoMode_Opengl);
+        QCOMPARE(all.hardware, QString("none"));
+        QCOMPARE(all.snapshotFolder, QString("/tmp/s"));
+        QCOMPARE(all.cellCount, 1);
+        QVERIFY(all.keepsSources);
+
+        const ViewerOptions addressed = parsed({"film.mp4"});
+        QCOMPARE(addressed.sources.size(), 1);
+        QCOMPARE(addressed.sources.first().url, QString("film.mp4"));
+        QCOMPARE(addressed.cellCount, 1);
+        QVERIFY(!addressed.keepsSources); // what was shown before is not forgotten
+    }
+
     void parse_saysWhatIsWrong_withADeviceFile()
     {
         const QTemporaryDir folder;
@@ -164,7 +207,7 @@ private Q_SLOTS:
     {
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<QString>("text");
-        QTest::newRow("grid") << QStringList{"--grid", "5"} << "--grid must be 1, 4, 9 or 16, not \"5\"";
+        QTest::newRow("grid") << QStringList{"--grid", "5"} << "--grid must be 1, 4, 9, 16 or 25, not \"5\"";
         QTest::newRow("grid word") << QStringList{"--grid", "two"} << "--grid must be";
         QTest::newRow("transport") << QStringList{"--transport", "http"} << "--transport must be tcp or udp";
         QTest::newRow("mode") << QStringList{"--mode", "d3d9"} << "--mode must be image or opengl";
@@ -185,7 +228,7 @@ private Q_SLOTS:
                                         << "--record and --recordings must be different";
         QTest::newRow("unknown") << QStringList{"--colour", "red"} << "colour";
         QTest::newRow("no value") << QStringList{"--grid"} << "grid";
-        QTest::newRow("too many") << addresses(17) << "17 addresses are more than the 16 cells";
+        QTest::newRow("too many") << addresses(26) << "26 addresses are more than the 25 cells";
         QTest::newRow("empty") << QStringList{""} << "An address is empty";
     }
 
@@ -206,7 +249,7 @@ private Q_SLOTS:
         QCOMPARE(viewer.exitStatus(), QProcess::NormalExit);
         QCOMPARE(viewer.exitCode(), 2);
         QVERIFY(viewer.readAllStandardOutput().isEmpty());
-        QVERIFY(viewer.readAllStandardError().startsWith("vantor-viewer: --grid must be 1, 4, 9 or 16"));
+        QVERIFY(viewer.readAllStandardError().startsWith("vantor-viewer: --grid must be 1, 4, 9, 16 or 25"));
     }
 
     void program_needsNoDisplay_whenAskedForHelp()
