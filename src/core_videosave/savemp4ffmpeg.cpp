@@ -27,6 +27,7 @@
 extern "C" {
 #include <libavutil/common.h>
 #include <libavutil/mathematics.h>
+#include <libavutil/opt.h>
 }
 
 namespace {
@@ -134,6 +135,7 @@ struct SaveMp4FFmpeg::Writer
 
     bool hasWrittenVideo = false;
     bool hasWrittenAudio = false;
+    bool isHeadEarly = false; // written before there was sound
     qint64 nextAudioDts = AV_NOPTS_VALUE; // in the time base of the stream
     int framesInFragment = 0; // of sound alone
     std::atomic<bool> hasFileError{false};
@@ -259,6 +261,7 @@ int SaveMp4FFmpeg::createMp4(const char* name)
     writer->streamCount = 0;
     writer->hasWrittenVideo = false;
     writer->hasWrittenAudio = false;
+    writer->isHeadEarly = false;
     writer->nextAudioDts = AV_NOPTS_VALUE;
     writer->framesInFragment = 0;
     writer->hasFileError = false;
@@ -556,8 +559,10 @@ void SaveMp4FFmpeg::writeVideo(AVPacket* packet, const char* pattern)
     // The muxer keeps the head of the file back until every stream has data. A source that never sends the sound it
     // announced must not cost the pictures after a crash, so the head is asked for at the second key frame.
     const bool isKey = (packet->flags & AV_PKT_FLAG_KEY) != 0;
-    if (isKey && writer->audioIndex >= 0 && !writer->hasWrittenAudio && writer->hasWrittenVideo)
+    if (isKey && writer->audioIndex >= 0 && !writer->hasWrittenAudio && writer->hasWrittenVideo) {
         av_write_frame(format, nullptr);
+        writer->isHeadEarly = true;
+    }
     const int result = av_write_frame(format, packet);
     writer->hasWrittenVideo = true;
     if (result < 0)
@@ -596,6 +601,10 @@ void SaveMp4FFmpeg::writeFiltered(AVPacket* packet, const char* pattern)
     packet->duration =
         av_rescale_q(Adts::samplesPerFrame, AVRational{1, writer->audioPara.sampleRate}, writer->audioTimeBase);
     writer->nextAudioDts = av_sat_add64(packet->dts, packet->duration);
+    // The head says when a stream begins, and knew nothing of the sound: it would begin at 0, whatever the pictures'
+    // time is. As after a break, its first fragment says so then.
+    if (!writer->hasWrittenAudio && writer->isHeadEarly)
+        av_opt_set(writer->format.get(), "movflags", "+frag_discont", AV_OPT_SEARCH_CHILDREN);
     const int result = av_write_frame(writer->format.get(), packet);
     writer->hasWrittenAudio = true;
     if (result < 0)

@@ -85,6 +85,8 @@ private Q_SLOTS:
     void writeFrame_storesSoundAsAac();
     void writeFrame_storesEveryAacFrame_whenOneCallCompletesSeveral();
     void writeFrame_storesPicturesAndSoundTogether();
+    void writeFrame_keepsSoundWithThePictures_whenItComesLater_data();
+    void writeFrame_keepsSoundWithThePictures_whenItComesLater();
     void writeFrame_refusesOtherTypes();
     void writeFrame_refusesAbsurdLength();
     void writeFrame_joinsGaps_data();
@@ -433,6 +435,56 @@ void tst_SaveMp4FFmpeg::writeFrame_storesPicturesAndSoundTogether()
     QVERIFY(toneShare(file.samples(8000).mid(4000, 8000), 8000, 1000) > 0.95);
 }
 
+void tst_SaveMp4FFmpeg::writeFrame_keepsSoundWithThePictures_whenItComesLater_data()
+{
+    QTest::addColumn<quint64>("begin");
+    QTest::addColumn<int>("firstPicture"); // key frames are those that 25 divides
+    QTest::addColumn<int>("firstSound");
+    for (const quint64 begin : {quint64(0), quint64(5000), quint64(1700000000000)}) {
+        const QByteArray clock = QByteArray::number(begin);
+        QTest::newRow("a group and a half later, at " + clock) << begin << 0 << 38;
+        QTest::newRow("after two groups, at " + clock) << begin << 0 << 60;
+        // The encoder has its first frame when the group that was begun is over.
+        QTest::newRow("from the start, in a group, at " + clock) << begin << 22 << 22;
+    }
+}
+
+/// The head of the file is written before there is sound.
+void tst_SaveMp4FFmpeg::writeFrame_keepsSoundWithThePictures_whenItComesLater()
+{
+    QFETCH(quint64, begin);
+    QFETCH(int, firstPicture);
+    QFETCH(int, firstSound);
+    constexpr int count = 120;
+    constexpr int soundBytes = 320;
+    constexpr int encoderMs = 550; // until it gives its first frame
+    const Material::Packets source = Material::read(Clips::deviceH264(), count);
+    const QByteArray sound = Material::tone("mulaw", 8000, count * frameMs, 1000);
+    SaveMp4FFmpeg saver;
+    saver.setPara(Material::video(), Material::sound(34), waitMs);
+    saver.open(path());
+    for (int n = firstPicture; n < count; ++n) {
+        const quint64 time = begin + quint64(n) * frameMs;
+        QTRY_VERIFY(!saver.isQueueFull());
+        saver.writeData(Material::frameOf(source.packets[size_t(n)].get(), time, n).header());
+        QTRY_VERIFY(!saver.isQueueFull());
+        if (n >= firstSound)
+            saver.writeData(Material::Frame(4, time, sound.mid(n * soundBytes, soundBytes)).header());
+    }
+    saver.stop();
+    const ProbedFile file(path());
+    QCOMPARE(file.complaints(), QByteArray());
+    const QVector<ProbedFile::Packet> pictures = file.packets("v");
+    const QVector<ProbedFile::Packet> sounds = file.packets("a");
+    QCOMPARE(pictures.size(), count - firstPicture);
+    QVERIFY(sounds.size() > 5);
+    const int late = ms(sounds.first().pts - pictures.first().pts) - (firstSound - firstPicture) * frameMs;
+    QVERIFY2(late >= 0 && late < encoderMs, qPrintable(QString::number(late)));
+    const int atTheEnd = ms(pictures.last().pts - sounds.last().pts);
+    QVERIFY2(qAbs(atTheEnd) < 200, qPrintable(QString::number(atTheEnd)));
+    QVERIFY(toneShare(file.samples(8000).mid(4000, 8000), 8000, 1000) > 0.95);
+}
+
 void tst_SaveMp4FFmpeg::writeFrame_refusesOtherTypes()
 {
     guard->allow("^videoIndex = 0, audioIndex = -1$");
@@ -493,8 +545,8 @@ void tst_SaveMp4FFmpeg::writeFrame_joinsGaps_data()
     QTest::newRow("repeated") << true << Times{1000, 1040, 1040, 1080} << Steps{40, 500, 40} << Steps{};
     QTest::newRow("behind the first") << true << Times{1000, 6000, 6040} << Steps{5000, 40} << Steps{1};
     QTest::newRow("not joined") << false << Times{1000, 1040, 6040, 6080} << Steps{40, 5000, 40} << Steps{2};
-    QTest::newRow("clock set back, not joined") << false << Times{100000, 100040, 50000, 50040} << Steps{40, 40, 40}
-                                                << Steps{2};
+    QTest::newRow("clock set back, not joined")
+        << false << Times{100000, 100040, 50000, 50040} << Steps{40, 40, 40} << Steps{2};
     QTest::newRow("300 and 301") << false << Times{1000, 1040, 1340, 1641} << Steps{40, 300, 301} << Steps{3};
 }
 
