@@ -289,6 +289,23 @@ private Q_SLOTS:
         QVERIFY(guard->contains("WaitForSingleObject save data Semaphore dw=258"));
     }
 
+    /// Not even once more what the time before has left in the work buffer.
+    void save_writesNothing_whenNothingIsQueued()
+    {
+        UnthreadedSaver saver;
+        saver.setPara(videoPara(), noSound(), 20);
+        QVERIFY(saver.begin(path("movie.mp4")));
+        const DeviceFrames frames = DeviceStream::h264();
+        saver.save();
+        record(saver, frames.mid(0, 30));
+        saver.save();
+        saver.save();
+        record(saver, frames.mid(30));
+        saver.close();
+        QCOMPARE(guard->count(QtInfoMsg, "WaitForSingleObject save data Semaphore dw=258"), 3);
+        QCOMPARE(MovieFile(path("movie.mp4")).pictureHashes(), MovieFile(Clips::deviceH264()).pictureHashes());
+    }
+
     void otherFrames_areTakenOutSilently()
     {
         UnthreadedSaver saver;
