@@ -75,7 +75,9 @@ private:
     void recordFrames(const QString& name, const DeviceFrames& frames)
     {
         SaveMp4FFmpeg saver;
-        saver.setPara({1, Clips::size.width(), Clips::size.height(), 0, 1, 0}, {}, 100);
+        const bool hasSound = std::any_of(frames.begin(), frames.end(), [](const auto& frame) { return !frame.isVideo(); });
+        const XAudioEncPara sound = hasSound ? XAudioEncPara{33, 8000, 16, 1} : XAudioEncPara();
+        saver.setPara({1, Clips::size.width(), Clips::size.height(), 0, 1, 0}, sound, 100);
         saver.setTimebase({1, 1000});
         saver.open(path(name));
         const std::unique_ptr<unsigned char[]> buffer(new unsigned char[XFrameHeader::bufferSize]());
@@ -249,29 +251,36 @@ private Q_SLOTS:
     /// The first file says that it ends at 09:10:02, and it does at 09:10:02.400.
     void seek_findsTheKeyFrame_whereAFileBeginsInAGroup_data()
     {
+        QTest::addColumn<bool>("hasSound");
         QTest::addColumn<int>("sought"); // milliseconds behind 09:10:00
         QTest::addColumn<int>("found");
-        QTest::newRow("in the last group of a file") << 2100 << 2000;
-        QTest::newRow("in what the next one has of it") << 2450 << 2000;
-        QTest::newRow("in the next group") << 3300 << 3000;
+        for (const bool hasSound : {false, true}) {
+            const QByteArray sound = hasSound ? ", with sound" : "";
+            QTest::newRow("in the last group of a file" + sound) << hasSound << 2100 << 2000;
+            QTest::newRow("in what the next one has of it" + sound) << hasSound << 2450 << 2000;
+            QTest::newRow("in the next group" + sound) << hasSound << 3300 << 3000;
+        }
     }
 
     void seek_findsTheKeyFrame_whereAFileBeginsInAGroup()
     {
+        QFETCH(bool, hasSound);
         QFETCH(int, sought);
         QFETCH(int, found);
         const DeviceFrames frames = DeviceStream::h264();
-        const int cut = 2 * DeviceStream::keyDistance + 10;
-        recordFrames("20240305T091000_20240305T091002_2.mp4", frames.mid(0, cut));
-        recordFrames("20240305T091002_20240305T091005_2.mp4", frames.mid(cut));
+        const DeviceFrames recorded = hasSound ? DeviceStream::mixed(frames, DeviceStream::sound()) : frames;
+        const int cut = (2 * DeviceStream::keyDistance + 10) * (hasSound ? 2 : 1);
+        recordFrames("20240305T091000_20240305T091002_2.mp4", recorded.mid(0, cut));
+        recordFrames("20240305T091002_20240305T091005_2.mp4", recorded.mid(cut));
         const auto number = [&](const QByteArray& payload) {
             int at = 0;
             while (at < frames.size() && !payload.endsWith(frames.at(at).payload.right(100)))
                 ++at;
             return at;
         };
-        ReadFrames read;
-        QCOMPARE(download(read, at("09:10:00").addMSecs(sought), at("10:00:00")), XRet::EndOfRecording);
+        ReadFrames all;
+        QCOMPARE(download(all, at("09:10:00").addMSecs(sought), at("10:00:00")), XRet::EndOfRecording);
+        const ReadFrames read = DeviceReader::video(all);
         QVERIFY(read.first().isKey());
         QCOMPARE(number(read.first().payload), found / pictureMs);
         QCOMPARE(read.size(), frames.size() - found / pictureMs);
