@@ -21,6 +21,7 @@ void load(QCoreApplication& application, const QLocale& locale, const QString& f
 void Language::install(QCoreApplication& application, const QString& name)
 {
     const QLocale locale = name.isEmpty() ? QLocale::system() : QLocale(name);
+    QLocale::setDefault(locale); // of the calendar
     load(application, locale, "qtbase", QLibraryInfo::location(QLibraryInfo::TranslationsPath));
     // Numbers of things have their singular in English, too.
     load(application, QLocale("en"), "vantor-viewer", ":/translations");

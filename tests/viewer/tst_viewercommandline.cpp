@@ -269,6 +269,22 @@ private Q_SLOTS:
             QVERIFY2(help.contains(option), option);
     }
 
+    void program_speaksTheLanguageThatWasSet()
+    {
+        const QTemporaryDir folder;
+        QVERIFY(QDir(folder.path()).mkpath("vantor"));
+        write(folder, "vantor/vantor-viewer.conf", "[settings]\nlanguage=zh_CN\n");
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("XDG_CONFIG_HOME", folder.path());
+        environment.insert("LC_ALL", "C.UTF-8");
+        QProcess viewer;
+        viewer.setProcessEnvironment(environment);
+        viewer.start(VANTOR_VIEWER, {"--help"});
+        QVERIFY(viewer.waitForFinished(20000));
+        const QString help = QString::fromUtf8(viewer.readAllStandardOutput());
+        QVERIFY2(help.contains("显示此帮助。"), qPrintable(help));
+    }
+
     void channel_isReadFromItsAddress_data()
     {
         QTest::addColumn<QString>("address");
