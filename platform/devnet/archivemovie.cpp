@@ -2,6 +2,37 @@
 
 #include "devnet/videoencoding.h"
 
+#include <algorithm>
+
+namespace {
+constexpr AVRational microseconds{1, 1000000};
+
+constexpr qint64 pictureMs = 40;
+constexpr qint64 zoneStepMs = 15 * 60 * 1000;
+constexpr qint64 largestZoneMs = 14 * 60 * 60 * 1000;
+
+/// A file gets its name, in whole seconds, a little before or after its first picture.
+constexpr qint64 namingMs = 3000;
+
+/// Recorders of device streams keep the time of every picture, be it local or that of another zone. Nothing where
+/// @p first has nothing to do with the time in the name.
+std::optional<qint64> keptTime(qint64 named, qint64 first)
+{
+    if (first < named - largestZoneMs - namingMs || first > named + largestZoneMs + namingMs)
+        return std::nullopt;
+    const qint64 zone = qRound64(double(first - named) / zoneStepMs) * zoneStepMs;
+    if (qAbs(first - named - zone) > namingMs)
+        return std::nullopt;
+    return first - zone;
+}
+} // namespace
+
+void ArchiveMovie::goOn(qint64 behind, const XVideoEncPara& encoding)
+{
+    previous = behind;
+    maker.setVideo(encoding);
+}
+
 QString ArchiveMovie::open(const ArchiveFile& file, qint64 begin)
 {
     MediaSourceAddress address;
@@ -12,11 +43,21 @@ QString ArchiveMovie::open(const ArchiveFile& file, qint64 begin)
         problem = openStreams();
     if (!problem.isEmpty())
         return problem;
-    start = file.start;
-    firstTime = input.startTime();
+    findStart(file.start);
     if (begin > start)
         input.seek(firstTime + (begin - start) * 1000);
     return {};
+}
+
+/// By the times of the pictures where they are kept, else by the name. Times go up in any case.
+void ArchiveMovie::findStart(qint64 named)
+{
+    firstTime = video->start_time != AV_NOPTS_VALUE ? av_rescale_q(video->start_time, video->time_base, microseconds)
+                                                    : input.startTime();
+    const std::optional<qint64> kept = keptTime(named, firstTime / 1000);
+    start = kept.value_or(named);
+    if (previous)
+        start = std::max(start, *previous + (kept ? 1 : pictureMs));
 }
 
 QString ArchiveMovie::openStreams()

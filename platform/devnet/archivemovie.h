@@ -15,24 +15,26 @@ class ArchiveMovie
 public:
     explicit ArchiveMovie(const StopSignal& stopSignal) : input(stopSignal) {}
 
+    /// For a recording that follows one whose pictures end at archive time @p behind, and may begin in the middle of a
+    /// group of pictures: until a key frame says otherwise they are encoded like those before. To be called before open().
+    void goOn(qint64 behind, const XVideoEncPara& encoding);
+
     /// An empty text, or why not. Reading begins with the last key frame that is not behind archive time @p begin.
     QString open(const ArchiveFile& file, qint64 begin);
-
-    /// For a recording that may begin in the middle of a group of pictures: until a key frame says otherwise they are
-    /// encoded like those of the recording before.
-    void goOnWith(const XVideoEncPara& encoding) { maker.setVideo(encoding); }
 
     /// Appends the frames of the next packet, which may be none; false at the end.
     bool read(std::deque<EncodedFrame>& frames);
 
 private:
     QString openStreams();
+    void findStart(qint64 named);
     void takePicture(const VideoPackager::Picture& picture, qint64 time, std::deque<EncodedFrame>& frames);
     qint64 archiveTime(qint64 microseconds) const { return start + (microseconds - firstTime) / 1000; }
 
     MediaInput input;
-    qint64 start = 0;     ///< archive time of the beginning
-    qint64 firstTime = 0; ///< microseconds of the beginning in the file
+    std::optional<qint64> previous; ///< archive time of the last picture before this recording
+    qint64 start = 0; ///< archive time of the first picture
+    qint64 firstTime = 0; ///< microseconds of that in the file
     AVStream* video = nullptr; ///< borrowed from the input, as audio
     AVStream* audio = nullptr;
     std::optional<PacketClock> videoClock;

@@ -14,7 +14,6 @@ Q_LOGGING_CATEGORY(lcArchive, "vantor.devnet.archive")
 
 /// Names have whole seconds, so a recording that follows another without a gap may seem to begin before that has ended.
 constexpr qint64 roundingMs = 2000;
-constexpr qint64 pictureMs = 40;
 
 constexpr qint64 beforeAllTimes = std::numeric_limits<qint64>::min();
 } // namespace
@@ -88,12 +87,11 @@ std::optional<EncodedFrame> ArchiveReader::read()
 bool ArchiveReader::openNext()
 {
     while (index < files.size()) {
-        ArchiveFile file = files.at(index++);
+        const ArchiveFile& file = files.at(index++);
         auto candidate = std::make_unique<ArchiveMovie>(stop);
         if (goesOnAt(file.start)) {
-            file.start = std::max(file.start, behind + pictureMs);
             needsKeyFrame = false; // its first pictures belong to a group of the recording before
-            candidate->goOnWith(encoding);
+            candidate->goOn(behind, encoding);
         }
         const QString problem = candidate->open(file, std::max(beginIn, behind));
         if (problem.isEmpty()) {

@@ -75,7 +75,8 @@ private:
     void recordFrames(const QString& name, const DeviceFrames& frames)
     {
         SaveMp4FFmpeg saver;
-        const bool hasSound = std::any_of(frames.begin(), frames.end(), [](const auto& frame) { return !frame.isVideo(); });
+        const auto isSound = [](const DeviceFrame& frame) { return !frame.isVideo(); };
+        const bool hasSound = std::any_of(frames.begin(), frames.end(), isSound);
         const XAudioEncPara sound = hasSound ? XAudioEncPara{33, 8000, 16, 1} : XAudioEncPara();
         saver.setPara({1, Clips::size.width(), Clips::size.height(), 0, 1, 0}, sound, 100);
         saver.setTimebase({1, 1000});
@@ -246,6 +247,42 @@ private Q_SLOTS:
         }
         QCOMPARE(DeviceReader::pictureHashes(DeviceReader::joined(read), "h264"),
                  DeviceReader::pictureHashes(Clips::deviceH264()));
+    }
+
+    /// Names have whole seconds, and are given when a file is opened.
+    void times_areThoseOfThePictures_whereTheRecorderKeptThem_data()
+    {
+        QTest::addColumn<qint64>("away"); // milliseconds from the clock on the wall to that of the device
+        QTest::addColumn<qint64>("first"); // behind 09:10:00
+        QTest::addColumn<bool>("isEven");
+        constexpr qint64 hour = 60 * 60 * 1000;
+        QTest::newRow("local time") << qint64(0) << qint64(400) << true;
+        QTest::newRow("UTC, in the west") << 5 * hour << qint64(400) << true;
+        QTest::newRow("UTC, half an hour off") << -9 * hour - hour / 2 << qint64(400) << true;
+        QTest::newRow("UTC, far in the east") << -14 * hour << qint64(400) << true;
+        QTest::newRow("a clock that is wrong") << qint64(-5000) << qint64(0) << false;
+        QTest::newRow("a clock that nobody set") << -20000 * hour << qint64(0) << false;
+    }
+
+    void times_areThoseOfThePictures_whereTheRecorderKeptThem()
+    {
+        QFETCH(qint64, away);
+        QFETCH(qint64, first);
+        QFETCH(bool, isEven);
+        const qint64 begin = stampOf(at("09:10:00")) + 400 + away;
+        const DeviceFrames frames = DeviceStream::shifted(DeviceStream::h264(), static_cast<quint64>(begin));
+        const int cut = 2 * DeviceStream::keyDistance + 10;
+        recordFrames("20240305T091000_20240305T091003_2.mp4", frames.mid(0, cut));
+        recordFrames("20240305T091003_20240305T091005_2.mp4", frames.mid(cut));
+        ReadFrames read;
+        QCOMPARE(download(read, at("09:00:00"), at("10:00:00")), XRet::EndOfRecording);
+        QCOMPARE(read.size(), frames.size());
+        const QVector<qint64> stamps = stampsOf(read);
+        QCOMPARE(stamps.first(), stampOf(at("09:10:00")) + first);
+        for (int n = 1; n < stamps.size(); ++n) {
+            const qint64 step = stamps.at(n) - stamps.at(n - 1);
+            QVERIFY2(step == pictureMs || (n == cut && !isEven && step > 0), qPrintable(QString("%1 at %2").arg(step).arg(n)));
+        }
     }
 
     /// The first file says that it ends at 09:10:02, and it does at 09:10:02.400.
