@@ -336,6 +336,7 @@ private Q_SLOTS:
         if (const int wanted = qEnvironmentVariableIntValue("VANTOR_ROUNDTRIP_SECONDS"); wanted > 0)
             seconds = qMax(wanted, shortRun);
         guard.reset(new MessageGuard);
+        guard->allow("^-----cur pts = "); // while the camera switches over
         folder.reset(new QTemporaryDir);
         QVERIFY(folder->isValid());
         QCursor::setPos(1270, 1010);
@@ -357,7 +358,11 @@ private Q_SLOTS:
         VERIFY_NO_UNEXPECTED_MESSAGES(*guard);
     }
 
-    void init() { guard.reset(new MessageGuard); }
+    void init()
+    {
+        guard.reset(new MessageGuard);
+        guard->allow("^-----cur pts = .*/download/0-"); // where H.265 leaves something out
+    }
 
     void cleanup() { VERIFY_NO_UNEXPECTED_MESSAGES(*guard); }
 
@@ -438,7 +443,8 @@ private Q_SLOTS:
                                         .arg(off);
             qInfo().noquote() << figures;
             QVERIFY2(landed >= 0, qPrintable(figures));
-            QVERIFY2(off >= -group && off <= group + elapsed * rate / 1000, qPrintable(figures));
+            // From the key frame before it, or what has been played since then.
+            QVERIFY2(off >= -group && off <= elapsed * rate / 1000 + 2, qPrintable(figures));
             // It goes on from there.
             QVERIFY(player.waitFor([&](int number) { return ahead(number, landed) > 3; }) >= 0);
         }
@@ -498,16 +504,14 @@ private Q_SLOTS:
         Player player(archive(), channel, begin(channel), end(channel));
         QVERIFY(player.start());
         player.widget.seekFile(wallTime(times.at(channel).last()).addSecs(-4));
-        int highest = -1;
-        QVERIFY(QTest::qWaitFor(
-            [&] {
-                const int number = player.shown();
-                if (number >= 0 && (highest < 0 || ahead(number, highest) > 0))
-                    highest = number;
-                return player.ends > 0;
-            },
-            limitMs));
-        QVERIFY2(qAbs(ahead(last, highest)) <= 2, qPrintable(QString("%1 of %2").arg(highest).arg(last)));
+        int latest = -1;
+        const auto isOver = [&] {
+            const int number = player.shown();
+            latest = number >= 0 ? number : latest;
+            return player.ends > 0;
+        };
+        QVERIFY(QTest::qWaitFor(isOver, limitMs));
+        QVERIFY2(qAbs(ahead(last, latest)) <= 2, qPrintable(QString("%1 of %2").arg(latest).arg(last)));
         QVERIFY(!player.widget.getIsRunning());
         QTest::qWait(700);
         QCOMPARE(player.ends, 1);
@@ -565,8 +569,10 @@ private Q_SLOTS:
         for (const int number : kept.at(channel))
             all << number % TestPicture::count;
         QCOMPARE(numbers, all.mid(firstKept(channel, from, numbers.first()), numbers.size()));
-        QVERIFY2(qAbs(ahead(numbers.first(), from)) <= group && qAbs(ahead(numbers.last(), to)) <= group,
-                 qPrintable(figures));
+        const int early = ahead(from, numbers.first());
+        const int missing = ahead(to, numbers.last());
+        QVERIFY2(early >= 0 && early < group, qPrintable(figures));
+        QVERIFY2(channel == 0 ? missing >= 0 && missing < group : missing == 0, qPrintable(figures));
     }
 
 private:
