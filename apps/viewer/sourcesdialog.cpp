@@ -59,11 +59,11 @@ QWidget* SourcesDialog::makeButtons()
         box->addWidget(button);
         return button;
     };
-    addButton = makeButton(tr("Add…"), "add");
-    editButton = makeButton(tr("Edit…"), "edit");
-    removeButton = makeButton(tr("Remove"), "remove");
-    upButton = makeButton(tr("Up"), "up");
-    downButton = makeButton(tr("Down"), "down");
+    addButton = makeButton(tr("&Add…"), "add");
+    editButton = makeButton(tr("&Edit…"), "edit");
+    removeButton = makeButton(tr("&Remove"), "remove");
+    upButton = makeButton(tr("&Up"), "up");
+    downButton = makeButton(tr("&Down"), "down");
     box->addStretch();
     connect(addButton, &QPushButton::clicked, this, &SourcesDialog::add);
     connect(editButton, &QPushButton::clicked, this, &SourcesDialog::edit);

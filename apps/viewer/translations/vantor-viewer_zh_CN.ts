@@ -1098,28 +1098,28 @@ Record a cell on the Live page with R; when that ends it is found here</source>
         <translation>采集格式</translation>
     </message>
     <message>
-        <source>Add…</source>
-        <translation>添加…</translation>
-    </message>
-    <message>
-        <source>Edit…</source>
-        <translation>编辑…</translation>
-    </message>
-    <message>
-        <source>Remove</source>
-        <translation>删除</translation>
-    </message>
-    <message>
-        <source>Up</source>
-        <translation>上移</translation>
-    </message>
-    <message>
-        <source>Down</source>
-        <translation>下移</translation>
-    </message>
-    <message>
         <source>(empty)</source>
         <translation>(空)</translation>
+    </message>
+    <message>
+        <source>&amp;Add…</source>
+        <translation>添加(&amp;A)…</translation>
+    </message>
+    <message>
+        <source>&amp;Edit…</source>
+        <translation>编辑(&amp;E)…</translation>
+    </message>
+    <message>
+        <source>&amp;Remove</source>
+        <translation>删除(&amp;R)</translation>
+    </message>
+    <message>
+        <source>&amp;Up</source>
+        <translation>上移(&amp;U)</translation>
+    </message>
+    <message>
+        <source>&amp;Down</source>
+        <translation>下移(&amp;D)</translation>
     </message>
 </context>
 <context>
