@@ -51,7 +51,6 @@ bool D3D9Presenter::prepare()
         return false;
     if (owner.get() == device.get() && swapChain)
         return true;
-    swapChain.reset();
     device = owner;
     return createSwapChain();
 }
