@@ -99,6 +99,8 @@ int main(int argc, char** argv)
         break;
     }
     setUpLog(options.debug);
+    QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
+    QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
     QApplication application(argc, argv);
     Language::install(application, options.language);
     applyTheme(application);
