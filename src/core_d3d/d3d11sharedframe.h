@@ -14,8 +14,8 @@ public:
     bool isComplete() const { return texture && shared && lumaView && chromaView; }
     void reset() { *this = D3D11SharedFrame(); }
 
-    /// Copies a slice of the decoder's textures, on the decoder's device. Without success the frame stays as it was. The
-    /// decoder may be at work on another slice, in a thread of its own: FFmpeg protects its devices against that.
+    /// Copies a slice of the decoder's textures, on the decoder's device. Without success the frame stays as it was.
+    /// The decoder may be at work on another slice, in a thread of its own: FFmpeg protects its devices against that.
     void copyFrom(ID3D11Texture2D* source, int index);
 
     ID3D11ShaderResourceView* luma() const { return lumaView.get(); }

@@ -57,6 +57,8 @@ bool D3D9Presenter::prepare()
 
 bool D3D9Presenter::createSwapChain()
 {
+    if (!window) // Direct3D would take the decoder's
+        return false;
     D3DPRESENT_PARAMETERS parameters{};
     parameters.BackBufferWidth = 0; // the window's
     parameters.BackBufferHeight = 0;

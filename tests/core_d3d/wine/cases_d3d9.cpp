@@ -276,6 +276,14 @@ CASE(d3d9_anotherWindow_getsASwapChainOfItsOwn)
     COMPARE(Calls::take(), draw("0,0-64,48"));
 }
 
+CASE(d3d9_withoutAWindow_nothingIsShown)
+{
+    Stage stage;
+    stage.presenter->setWindow(nullptr);
+    stage.show(Picture::filled(64, 48, red));
+    COMPARE(Calls::take(), Lines());
+}
+
 CASE(d3d9_anotherDevice_makesTheSwapChain)
 {
     Stage first;
