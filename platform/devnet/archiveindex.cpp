@@ -21,6 +21,13 @@ std::optional<qint64> timeOf(const QString& text)
     return QDateTime(date, time, Qt::UTC).toMSecsSinceEpoch();
 }
 
+/// The clock may have been put back while it was recorded, as it is at the end of summer time.
+qint64 endBehind(qint64 start, qint64 end)
+{
+    constexpr qint64 hour = 3600 * 1000;
+    return end >= start ? end : std::max(start, end + hour);
+}
+
 struct Name
 {
     int channel = -1; // below 0 for another name
@@ -39,7 +46,7 @@ Name parse(const QFileInfo& info)
     const int channel = match.captured(3).toInt(&isNumber);
     if (!isNumber || !start || !end)
         return {};
-    return {channel, {info.filePath(), *start, *end}};
+    return {channel, {info.filePath(), *start, endBehind(*start, *end)}};
 }
 } // namespace
 

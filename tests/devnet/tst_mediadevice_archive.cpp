@@ -171,6 +171,27 @@ private Q_SLOTS:
         QCOMPARE(found.first().end.time(), QTime(2, 30, 5));
     }
 
+    void recordings_doNotEndBeforeTheyBegin()
+    {
+        record("20240305T025958_20240305T020003_2.mp4"); // as at the end of summer time
+        record("20240305T100000_20240305T080000_2.mp4"); // by somebody
+        const QVector<MediaRecording> found = device->recordings(channel, at("00:00:00"), at("23:59:59"));
+        QCOMPARE(found.size(), 2);
+        QCOMPARE(found.at(0).start, at("02:59:58"));
+        QCOMPARE(found.at(0).end, at("03:00:03"));
+        QCOMPARE(found.at(1).end, at("10:00:00"));
+
+        ReadFrames frames;
+        QCOMPARE(device->vodStart(channel, {at("00:00:00"), {}, at("03:00:01")}), XRet::Ok);
+        QCOMPARE(play(frames, 1), XRet::Ok);
+        QCOMPARE(stampsOf(frames).first(), stampOf(at("03:00:01")));
+        QCOMPARE(device->vodSeek(channel, at("10:00:00")), XRet::Ok);
+        frames.clear();
+        QCOMPARE(play(frames, 1), XRet::Ok);
+        QCOMPARE(stampsOf(frames).first(), stampOf(at("10:00:00")));
+        device->vodStop(channel);
+    }
+
     void download_handsOverEveryPicture_ofRecordingsThatFollowEachOther()
     {
         record("20240305T091000_20240305T091005_2.mp4");
