@@ -4,7 +4,7 @@
 #include "downloadform.h"
 #include "recordingdownload.h"
 #include "shownproblem.h"
-#include "wallclock.h"
+#include "walltime.h"
 
 #include <QCoreApplication>
 #include <QLabel>
@@ -144,10 +144,10 @@ void DownloadDialog::setRunning(bool running)
 
 void DownloadDialog::showPosition(qint64 stamp)
 {
-    const qint64 begin = WallClock::stampOf(form->from());
-    const qint64 length = WallClock::stampOf(form->to()) - begin;
+    const qint64 begin = WallTime::of(form->from());
+    const qint64 length = WallTime::of(form->to()) - begin;
     bar->setValue(static_cast<int>(qBound<qint64>(0, (stamp - begin) * barSteps / length, barSteps)));
-    position = WallClock::timeOf(stamp).toString("HH:mm:ss");
+    position = WallTime::text(stamp, "HH:mm:ss");
 }
 
 void DownloadDialog::showProgress()

@@ -2,7 +2,7 @@
 
 #include "downloadreport.h"
 #include "shownproblem.h"
-#include "wallclock.h"
+#include "walltime.h"
 
 #include <QCheckBox>
 #include <QDateTimeEdit>
@@ -112,7 +112,7 @@ void DownloadForm::browse()
 
 QString DownloadForm::problem() const
 {
-    const qint64 seconds = (WallClock::stampOf(to()) - WallClock::stampOf(from())) / 1000;
+    const qint64 seconds = (WallTime::of(to()) - WallTime::of(from())) / 1000;
     if (seconds <= 0)
         return tr("The period must end after it begins.");
     if (seconds > longestPeriod)
@@ -127,7 +127,7 @@ void DownloadForm::check()
     if (!folderEdit) // while it is made
         return;
     const QString wrong = problem();
-    const qint64 length = WallClock::stampOf(to()) - WallClock::stampOf(from());
+    const qint64 length = WallTime::of(to()) - WallTime::of(from());
     hint->setText(wrong.isEmpty() ? DownloadReport::lengthText(length) : wrong);
     markProblem(hint, !wrong.isEmpty());
     Q_EMIT changed();

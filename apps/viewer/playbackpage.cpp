@@ -441,26 +441,5 @@ QString PlaybackPage::stateText() const
         return tr("%1 has no recordings").arg(place.name);
     if (recordingPlayer->state() == PlaybackState::Stopped && !timeline->hasRecordings())
         return tr("Nothing is recorded on this day");
-    return playingText();
-}
-
-QString PlaybackPage::playingText() const
-{
-    switch (recordingPlayer->state()) {
-    case PlaybackState::Stopped:
-        return tr("Click on the time line, or press Space, to play");
-    case PlaybackState::Starting:
-        return tr("Starting…");
-    case PlaybackState::Playing:
-        return tr("Playing");
-    case PlaybackState::Paused:
-        return tr("Paused");
-    case PlaybackState::Ended:
-        return tr("End of the recordings");
-    case PlaybackState::Refused:
-        return tr("Too many connections; the device has none to spare");
-    case PlaybackState::Failed:
-        return tr("This recording cannot be played");
-    }
-    return {};
+    return playbackStateText(recordingPlayer->state());
 }

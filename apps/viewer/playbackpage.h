@@ -95,7 +95,6 @@ private:
 
     void showState();
     QString stateText() const;
-    QString playingText() const;
 
     const Devices& devices;
     const Snapshots& snapshots;

@@ -1,7 +1,7 @@
 #include "recordingdownload.h"
 
 #include "core_videosave/savemp4ffmpeg.h"
-#include "wallclock.h"
+#include "walltime.h"
 
 #include <QFileInfo>
 #include <QStorageInfo>
@@ -29,7 +29,7 @@ RecordingDownload::RecordingDownload(const QSharedPointer<XNetDevice>& source, i
 {
     bindDevice(watch, static_cast<unsigned>(number));
     setDateTime(start, end);
-    ending.period = WallClock::stampOf(end) - WallClock::stampOf(start);
+    ending.period = WallTime::of(end) - WallTime::of(start);
     connect(
         this, &AbstractVideoDLThread::sig_downloadError, this, [this] { isWriteError = true; }, Qt::DirectConnection);
 }

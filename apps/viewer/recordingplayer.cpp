@@ -20,6 +20,7 @@ RecordingPlayer::RecordingPlayer(PlaybackDisplay* shown, QObject* parent)
     snapshotTimer.setInterval(patience);
     stepTimer.setSingleShot(true);
     connect(&stepTimer, &QTimer::timeout, this, [this] {
+        isStepWanted = false;
         isStepping = true;
         display->resume();
     });
@@ -68,12 +69,20 @@ void RecordingPlayer::seek(qint64 time)
         showOnePicture();
 }
 
-// The picture is the first one that comes after the thread has been at rest. By then the device knows of the jump, too.
+// The picture is the first one that comes after the thread has been at rest. The display passes a jump on by a queued call,
+// so the device knows of it by the time that a call behind that is served.
 void RecordingPlayer::showOnePicture()
 {
     if (std::exchange(isStepping, false))
         rest();
-    stepTimer.start(int(qMax<qint64>(0, timeToRest - sinceRest.elapsed())));
+    isStepWanted = true;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            if (isStepWanted)
+                stepTimer.start(int(qMax<qint64>(0, timeToRest - sinceRest.elapsed())));
+        },
+        Qt::QueuedConnection);
 }
 
 void RecordingPlayer::rest()
@@ -85,6 +94,7 @@ void RecordingPlayer::rest()
 void RecordingPlayer::endStep()
 {
     stepTimer.stop();
+    isStepWanted = false;
     isStepping = false;
 }
 

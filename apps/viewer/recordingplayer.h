@@ -1,5 +1,6 @@
 #pragma once
 
+#include "playbackstate.h"
 #include "recordingplace.h"
 
 #include <QElapsedTimer>
@@ -7,17 +8,6 @@
 #include <QTimer>
 
 class PlaybackDisplay;
-
-/// What a RecordingPlayer is doing.
-enum class PlaybackState {
-    Stopped,
-    Starting, ///< the device has been asked
-    Playing,
-    Paused,
-    Ended, ///< everything was played
-    Refused, ///< the device has no connection to spare
-    Failed ///< nothing could be played
-};
 
 /// Plays recordings of one place after the other in a display.
 ///
@@ -81,7 +71,8 @@ private:
     bool hasPicture = false; ///< since play()
     bool isRefused = false;
     bool isStepping = false; ///< a pause that waits for one picture
-    QTimer stepTimer; ///< runs until that begins
+    bool isStepWanted = false; ///< and has not begun
+    QTimer stepTimer; ///< runs until it begins
     QElapsedTimer sinceRest; ///< since the display was told to pause
     int wantedSpeed = 1;
     qint64 firstTime = 0; ///< that can be reached
