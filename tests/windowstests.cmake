@@ -9,6 +9,7 @@ set(VANTOR_WINDOWS_TESTS
     tst_bytering
     tst_countingsemaphore
     tst_d3dconstants
+    tst_d3dwidgets
     tst_deviceinterface
     tst_devlivethrset
     tst_embeddedresources
