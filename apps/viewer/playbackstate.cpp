@@ -3,26 +3,29 @@
 #include <QCoreApplication>
 
 namespace {
-QString text(const char* english) { return QCoreApplication::translate("PlaybackState", english); }
+struct Texts
+{
+    Q_DECLARE_TR_FUNCTIONS(PlaybackState)
+};
 } // namespace
 
 QString playbackStateText(PlaybackState state)
 {
     switch (state) {
     case PlaybackState::Stopped:
-        return text("Click on the time line, or press Space, to play");
+        return Texts::tr("Click on the time line, or press Space, to play");
     case PlaybackState::Starting:
-        return text("Starting…");
+        return Texts::tr("Starting…");
     case PlaybackState::Playing:
-        return text("Playing");
+        return Texts::tr("Playing");
     case PlaybackState::Paused:
-        return text("Paused");
+        return Texts::tr("Paused");
     case PlaybackState::Ended:
-        return text("End of the recordings");
+        return Texts::tr("End of the recordings");
     case PlaybackState::Refused:
-        return text("Too many connections; the device has none to spare");
+        return Texts::tr("Too many connections; the device has none to spare");
     case PlaybackState::Failed:
-        return text("This recording cannot be played");
+        return Texts::tr("This recording cannot be played");
     }
     return {};
 }

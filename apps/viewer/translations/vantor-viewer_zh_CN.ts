@@ -856,6 +856,9 @@ Record a cell on the Live page with R; when that ends it is found here</source>
         <source>Nothing is recorded on this day</source>
         <translation>当天没有录像</translation>
     </message>
+</context>
+<context>
+    <name>PlaybackState</name>
     <message>
         <source>Click on the time line, or press Space, to play</source>
         <translation>点击时间轴或按空格键播放</translation>
