@@ -50,8 +50,8 @@ int G726ToPcm::decode(short* pcm, unsigned int* pcmBytes, const unsigned char* i
         return -1;
     const int width = bitsPerSample();
     short* next = pcm;
-    for (const unsigned char* byte = input; byte != input + inputBytes; ++byte) {
-        bits |= unsigned(*byte) << bitCount;
+    for (const unsigned char* octet = input; octet != input + inputBytes; ++octet) {
+        bits |= unsigned(*octet) << bitCount;
         for (bitCount += 8; bitCount >= width; bitCount -= width, bits >>= width)
             *next++ = decoder->decode(bits & ((1U << width) - 1));
     }
