@@ -107,8 +107,9 @@ void playAndRecord(const QString& source, const QString& codec, const QString& s
     QVERIFY(movie.startsWithKeyFrame());
     QVERIFY2(movie.videoDuration() > 3.5 && movie.videoDuration() < 9,
              qPrintable(QString::number(movie.videoDuration())));
-    QVERIFY2(qAbs(movie.audioDuration() - movie.videoDuration()) < 0.5,
-             qPrintable(QString::number(movie.audioDuration())));
+    // The AAC encoder keeps the last half a second to itself.
+    QVERIFY2(qAbs(movie.audioDuration() - movie.videoDuration()) < 0.9,
+             qPrintable(QString("%1 of %2").arg(movie.audioDuration()).arg(movie.videoDuration())));
 }
 
 } // namespace
