@@ -2,7 +2,8 @@
 #                 [STANDALONE])
 #
 # A QtTest program run by CTest, each on an X server of its own with Mesa's software OpenGL unless NO_DISPLAY is given.
-# For Windows only the tests that VANTOR_WINDOWS_TESTS names are built, and run by what runs programs for Windows here.
+# For Windows only the tests that VANTOR_WINDOWS_TESTS names are built, and those of them run that VANTOR_NOT_UNDER_WINE
+# does not name.
 #
 # STANDALONE leaves the library and the test support out, for a program that loads and unloads the library. Its leaks are
 # not looked for: those of the libraries below ours are in modules that have no name any more.
@@ -55,6 +56,10 @@ function(vantor_add_windows_test name timeout)
         return()
     endif()
     add_dependencies(windows_tests ${name})
+    if(name IN_LIST VANTOR_NOT_UNDER_WINE)
+        return()
+    endif()
     add_test(NAME ${name} COMMAND ${name})
-    set_tests_properties(${name} PROPERTIES TIMEOUT ${timeout} WORKING_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+    set_tests_properties(${name} PROPERTIES
+        TIMEOUT ${timeout} LABELS wine WORKING_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
 endfunction()

@@ -44,7 +44,11 @@ bool hasErrorLine(const QByteArray& text)
     return found;
 }
 
-QStringList linesOf(const QByteArray& text) { return QString::fromUtf8(text).split('\n', Qt::SkipEmptyParts); }
+// The programs end their lines as the system does.
+QStringList linesOf(const QByteArray& text)
+{
+    return QString::fromUtf8(text).remove('\r').split('\n', Qt::SkipEmptyParts);
+}
 
 QString firstOf(const QStringList& lines) { return lines.isEmpty() ? QString() : lines.first(); }
 

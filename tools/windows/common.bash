@@ -37,10 +37,11 @@ newest() {
     find . -maxdepth 1 -name "$1_*.dsc" | sort -V | tail -n 1
 }
 
-# once <step>: runs the function of that name, with its output in a file, unless it has run as it stands.
+# once <step> [<file>...]: runs the function of that name, with its output in a file, unless it has run as it and the
+# files stand.
 once() {
     local step=$1 recipe start=$SECONDS
-    recipe=$(declare -f "$step" | sha256sum)
+    recipe=$({ declare -f "$step"; [ $# -eq 1 ] || cat "${@:2}"; } | sha256sum)
     [ "$(cat "$stamps/$step" 2>/dev/null)" != "$recipe" ] || return 0
     mkdir -p "$stamps" "$logs" "$objects" "$prefix"
     say "$step (log: $logs/$step.log)"

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstring>
 #include <memory>
 #include <vector>
@@ -17,17 +18,39 @@ namespace {
 
 constexpr unsigned frameSamples = 1024; // of one channel
 constexpr unsigned mostOutputBytes = 8192;
-constexpr unsigned mostChannels = 6;
+constexpr unsigned mostChannels = 8;
 constexpr std::size_t adtsHeaderBytes = 7;
 constexpr int bitsPerSample = 4; // of the result, on average
 constexpr float fullScale = 32768.0F;
+
+// In the order of their indexes in an ADTS header, without the last, which FAAC does not use.
+constexpr std::array<int, 12> standardRates{96000, 88200, 64000, 48000, 44100, 32000,
+                                            24000, 22050, 16000, 12000, 11025, 8000};
+
+/// Like FAAC, sound of any rate is encoded as if it had the nearest that AAC knows.
+std::size_t nearestRate(unsigned long rate)
+{
+    const auto isFurther = [rate](int left, int right) {
+        const auto distance = [rate](int standard) { return std::abs(double(rate) - standard); };
+        return distance(left) < distance(right);
+    };
+    return std::size_t(std::min_element(standardRates.begin(), standardRates.end(), isFurther) - standardRates.begin());
+}
+
+/// How the header says the channels; 0 leaves it to the sound itself.
+unsigned channelIndex(int channels)
+{
+    if (channels == 8)
+        return 7;
+    return channels == 7 ? 0 : unsigned(channels);
+}
 
 /// What a handle points to.
 class Encoder
 {
 public:
-    Encoder(int sampleRate, int channels)
-        : sampleRate(sampleRate)
+    Encoder(unsigned long sampleRate, int channels)
+        : rateIndex(nearestRate(sampleRate))
         , channels(channels)
     {
         configuration.version = FAAC_CFG_VERSION;
@@ -48,9 +71,9 @@ public:
         if (!codec || !context || !frame || !packet)
             return false;
         context->sample_fmt = AV_SAMPLE_FMT_FLTP;
-        context->sample_rate = sampleRate;
-        context->bit_rate = int64_t(bitsPerSample) * sampleRate * channels;
-        context->time_base = {1, sampleRate};
+        context->sample_rate = standardRates[rateIndex];
+        context->bit_rate = int64_t(bitsPerSample) * standardRates[rateIndex] * channels;
+        context->time_base = {1, standardRates[rateIndex]};
         setDefaultChannels(context.get(), channels);
         return avcodec_open2(context.get(), codec, nullptr) == 0 && makePlanes();
     }
@@ -76,7 +99,7 @@ private:
     bool makePlanes()
     {
         frame->format = context->sample_fmt;
-        frame->sample_rate = sampleRate;
+        frame->sample_rate = standardRates[rateIndex];
         frame->nb_samples = int(frameSamples);
         setDefaultChannels(frame.get(), channels);
         return av_frame_get_buffer(frame.get(), 0) == 0;
@@ -109,24 +132,18 @@ private:
     {
         const unsigned mpeg2 = configuration.mpegVersion == MPEG2 ? 1 : 0;
         const unsigned profile = LOW - 1;
-        const unsigned rate = rateIndex();
+        const auto rate = unsigned(rateIndex);
+        const unsigned layout = channelIndex(channels);
         header[0] = 0xFF;
         header[1] = static_cast<unsigned char>(0xF1 | mpeg2 << 3);
-        header[2] = static_cast<unsigned char>(profile << 6 | rate << 2 | unsigned(channels) >> 2);
-        header[3] = static_cast<unsigned char>((unsigned(channels) & 3) << 6 | size >> 11);
+        header[2] = static_cast<unsigned char>(profile << 6 | rate << 2 | layout >> 2);
+        header[3] = static_cast<unsigned char>((layout & 3) << 6 | size >> 11);
         header[4] = static_cast<unsigned char>(size >> 3);
         header[5] = static_cast<unsigned char>((size & 7) << 5 | 0x1F);
         header[6] = 0xFC;
     }
 
-    unsigned rateIndex() const
-    {
-        constexpr std::array<int, 13> rates{96000, 88200, 64000, 48000, 44100, 32000, 24000,
-                                            22050, 16000, 12000, 11025, 8000,  7350};
-        return unsigned(std::find(rates.begin(), rates.end(), sampleRate) - rates.begin());
-    }
-
-    const int sampleRate;
+    const std::size_t rateIndex; // in standardRates
     const int channels;
     CodecContextPtr context;
     AvFramePtr frame;
@@ -141,9 +158,9 @@ Encoder* encoderOf(faacEncHandle handle) { return static_cast<Encoder*>(handle);
 faacEncHandle faacEncOpen(unsigned long sampleRate, unsigned numChannels, unsigned long* inputSamples,
                           unsigned long* maxOutputBytes)
 {
-    if (numChannels < 1 || numChannels > mostChannels)
+    if (sampleRate < 1 || numChannels < 1 || numChannels > mostChannels)
         return nullptr;
-    auto encoder = std::make_unique<Encoder>(int(sampleRate), int(numChannels));
+    auto encoder = std::make_unique<Encoder>(sampleRate, int(numChannels));
     if (!encoder->open())
         return nullptr;
     *inputSamples = frameSamples * numChannels;
