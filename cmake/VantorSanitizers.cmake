@@ -12,7 +12,7 @@ endif()
 
 # vantor_sanitizer_support(<program>): what a program of this project needs to be judged fairly by a sanitizer.
 function(vantor_sanitizer_support program)
-    set(support ${PROJECT_SOURCE_DIR}/tests/support)
+    set(support ${Vantor_SOURCE_DIR}/tests/support)
     if(VANTOR_SANITIZE)
         target_sources(${program} PRIVATE ${support}/keeplibraries.cpp)
     endif()
