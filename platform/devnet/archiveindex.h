@@ -13,6 +13,11 @@ struct ArchiveFile
 
     /// Names have whole seconds: it may have ended as late as that.
     qint64 latestEnd() const { return end + 999; }
+
+    /// For the same reason a recording that follows another without a gap may seem to begin somewhat before or after that
+    /// has ended.
+    static constexpr qint64 roundingMs = 2000;
+    bool follows(const ArchiveFile& other) const { return start < other.end + roundingMs; }
 };
 
 /// The times of recordings: milliseconds of what the clock on the wall showed, counted as if it had been UTC. So a

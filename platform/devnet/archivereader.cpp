@@ -12,9 +12,6 @@
 namespace {
 Q_LOGGING_CATEGORY(lcArchive, "vantor.devnet.archive")
 
-/// Names have whole seconds, so a recording that follows another without a gap may seem to begin before that has ended.
-constexpr qint64 roundingMs = 2000;
-
 constexpr qint64 beforeAllTimes = std::numeric_limits<qint64>::min();
 } // namespace
 
@@ -37,6 +34,9 @@ void ArchiveReader::seek(qint64 time)
     beginIn = time;
     for (index = 0; index < files.size() && files.at(index).latestEnd() < time;)
         ++index;
+    // Its first pictures may belong to a group that begins in the recording before.
+    if (index > 0 && index < files.size() && files.at(index).follows(files.at(index - 1)))
+        --index;
 }
 
 std::optional<EncodedFrame> ArchiveReader::next()
@@ -107,7 +107,7 @@ bool ArchiveReader::openNext()
 
 bool ArchiveReader::goesOnAt(qint64 start) const
 {
-    return behind != beforeAllTimes && std::abs(start - behind) < roundingMs;
+    return behind != beforeAllTimes && std::abs(start - behind) < ArchiveFile::roundingMs;
 }
 
 bool ArchiveReader::isWanted(const EncodedFrame& frame)

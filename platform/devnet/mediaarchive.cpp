@@ -58,7 +58,7 @@ XRetError MediaArchive::startPlayback(unsigned id, const VodStartPara& para)
         return XRet::BadParameter;
     const qint64 begin = ArchiveTime::of(para.playTime.isValid() ? para.playTime : para.startTime);
     const qint64 end = endOf(para.endTime);
-    const QVector<ArchiveFile> files = index.find(static_cast<int>(id), ArchiveTime::of(para.startTime), end);
+    const QVector<ArchiveFile> files = filesFor(static_cast<int>(id), ArchiveTime::of(para.startTime), end);
     const std::lock_guard<std::mutex> lock(mutex);
     return add(playbacks, id, limit, [&] { return std::make_shared<ArchivePlayback>(files, begin, end); });
 }
@@ -83,7 +83,7 @@ XRetError MediaArchive::startDownload(unsigned id, const VodDownloadPara& para)
         return XRet::BadParameter;
     const qint64 begin = ArchiveTime::of(para.startTime);
     const qint64 end = endOf(para.endTime);
-    const QVector<ArchiveFile> files = index.find(static_cast<int>(id), begin, end);
+    const QVector<ArchiveFile> files = filesFor(static_cast<int>(id), begin, end);
     const std::lock_guard<std::mutex> lock(mutex);
     return add(downloads, id, limit, [&] { return std::make_shared<ArchiveDownload>(files, begin, end); });
 }
@@ -98,6 +98,12 @@ std::shared_ptr<ArchiveDownload> MediaArchive::download(unsigned id) const
 {
     const std::lock_guard<std::mutex> lock(mutex);
     return entryOf(downloads, id);
+}
+
+/// With the recording before, to which the first group of pictures may belong.
+QVector<ArchiveFile> MediaArchive::filesFor(int channel, qint64 begin, qint64 end) const
+{
+    return index.find(channel, begin - ArchiveFile::roundingMs, end);
 }
 
 QVector<ArchiveFile> MediaArchive::find(int channel, const QDateTime& from, const QDateTime& to) const

@@ -30,6 +30,7 @@ public:
     QVector<ArchiveFile> find(int channel, const QDateTime& from, const QDateTime& to) const;
 
 private:
+    QVector<ArchiveFile> filesFor(int channel, qint64 begin, qint64 end) const;
     bool isServed() const { return !root.isEmpty(); }
 
     const QString root;

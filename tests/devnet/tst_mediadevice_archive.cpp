@@ -306,27 +306,33 @@ private Q_SLOTS:
         }
     }
 
-    /// The first file says that it ends at 09:10:02, and it does at 09:10:02.400.
+    /// The first file says that it ends at 09:10:02, and it does 2.4 s behind its begin.
     void seek_findsTheKeyFrame_whereAFileBeginsInAGroup_data()
     {
         QTest::addColumn<bool>("hasSound");
-        QTest::addColumn<int>("sought"); // milliseconds behind 09:10:00
+        QTest::addColumn<int>("begin"); // milliseconds behind 09:10:00
+        QTest::addColumn<int>("sought"); // and behind the begin
         QTest::addColumn<int>("found");
         for (const bool hasSound : {false, true}) {
             const QByteArray sound = hasSound ? ", with sound" : "";
-            QTest::newRow("in the last group of a file" + sound) << hasSound << 2100 << 2000;
-            QTest::newRow("in what the next one has of it" + sound) << hasSound << 2450 << 2000;
-            QTest::newRow("in the next group" + sound) << hasSound << 3300 << 3000;
+            QTest::newRow("in the last group of a file" + sound) << hasSound << 0 << 2100 << 2000;
+            QTest::newRow("in what the next one has of it" + sound) << hasSound << 0 << 2450 << 2000;
+            QTest::newRow("in the next group" + sound) << hasSound << 0 << 3300 << 3000;
+            QTest::newRow("in it, and in another second" + sound) << hasSound << 400 << 2900 << 2000;
         }
     }
 
     void seek_findsTheKeyFrame_whereAFileBeginsInAGroup()
     {
         QFETCH(bool, hasSound);
+        QFETCH(int, begin);
         QFETCH(int, sought);
         QFETCH(int, found);
+        const auto first = static_cast<quint64>(stampOf(at("09:10:00")) + begin);
         const DeviceFrames frames = DeviceStream::h264();
-        const DeviceFrames recorded = hasSound ? DeviceStream::mixed(frames, DeviceStream::sound()) : frames;
+        const DeviceFrames sent = hasSound ? DeviceStream::mixed(frames, DeviceStream::sound()) : frames;
+        const DeviceFrames recorded = begin > 0 ? DeviceStream::shifted(sent, first) : sent;
+        sought += begin;
         const int cut = (2 * DeviceStream::keyDistance + 10) * (hasSound ? 2 : 1);
         recordFrames("20240305T091000_20240305T091002_2.mp4", recorded.mid(0, cut));
         recordFrames("20240305T091002_20240305T091005_2.mp4", recorded.mid(cut));
