@@ -105,7 +105,7 @@ private Q_SLOTS:
                        .arg(Clips::h264AacMp4())
                        .toUtf8());
         file.close();
-        const Run seen = run({"--devices", file.fileName()}, 5);
+        const Run seen = run({"--devices", file.fileName()}, 9);
         QCOMPARE(seen.exitCode, 0);
         QVERIFY2(!seen.errors.contains(complaint()), qPrintable(seen.errors));
         for (int i = 0; i < 2; ++i) {
