@@ -8,13 +8,13 @@
 #include "support/messageguard.h"
 #include "support/moviefile.h"
 #include "support/resourcecount.h"
+#include "support/timezone.h"
 
 #include <QDir>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <ctime>
 #include <memory>
 
 Q_DECLARE_METATYPE(VodSdp)
@@ -66,32 +66,6 @@ DeviceFrames sparse(DeviceFrames frames)
         frames[i].timestamp = quint64(i / key * distanceMs + i % key * ms);
     return frames;
 }
-
-/// Sets the time zone for as long as it lives.
-class TimeZone
-{
-public:
-    explicit TimeZone(const QByteArray& name)
-        : before(qgetenv("TZ"))
-        , wasSet(qEnvironmentVariableIsSet("TZ"))
-    {
-        qputenv("TZ", name);
-        tzset();
-    }
-
-    ~TimeZone()
-    {
-        if (wasSet)
-            qputenv("TZ", before);
-        else
-            qunsetenv("TZ");
-        tzset();
-    }
-
-private:
-    const QByteArray before;
-    const bool wasSet;
-};
 
 } // namespace
 

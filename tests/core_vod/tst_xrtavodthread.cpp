@@ -4,6 +4,7 @@
 #include "support/faultydevice.h"
 #include "support/messageguard.h"
 #include "support/testpicture.h"
+#include "support/timezone.h"
 #include "vodprobe.h"
 
 #include <QDir>
@@ -12,7 +13,6 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <ctime>
 #include <memory>
 
 namespace {
@@ -618,9 +618,7 @@ private Q_SLOTS:
         QFETCH(quint64, time);
         QFETCH(int, mode);
         QFETCH(QString, name);
-        const QByteArray zoneBefore = qgetenv("TZ");
-        qputenv("TZ", zone);
-        tzset();
+        const TimeZone local(zone);
         const QTemporaryDir folder;
         VodProbe probe(device);
         probe.setVideoMode(VideoMode(mode));
@@ -645,8 +643,6 @@ private Q_SLOTS:
         QCOMPARE(probe.log.count("image"), mode == VideoMode_Image ? 1 : 0);
         script().end(XRet::EndOfRecording);
         QVERIFY(probe.wait(waitMs));
-        qputenv("TZ", zoneBefore);
-        tzset();
     }
 
     void snapshot_isThatOfTheNextPicture()

@@ -7,6 +7,7 @@
 #include "support/deviceframe.h"
 #include "support/messageguard.h"
 #include "support/moviefile.h"
+#include "support/timezone.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -16,7 +17,6 @@
 #include <QTest>
 
 #include <algorithm>
-#include <ctime>
 #include <memory>
 
 namespace {
@@ -156,15 +156,11 @@ private Q_SLOTS:
     /// Recordings have the times of their names, also those that the clock of this computer never shows.
     void recordings_areFound_inTheHourThatSummerTimeLeavesOut()
     {
-        const QByteArray before = qgetenv("TZ");
-        qputenv("TZ", "Europe/Berlin");
-        tzset();
+        const TimeZone local("Europe/Berlin");
         record("20240331T023000_20240331T023005_2.mp4");
         const QDate day(2024, 3, 31);
         const QVector<MediaRecording> found
             = device->recordings(channel, QDateTime(day, QTime(0, 0)), QDateTime(day, QTime(23, 59)));
-        before.isNull() ? qunsetenv("TZ") : qputenv("TZ", before);
-        tzset();
         QCOMPARE(found.size(), 1);
         QCOMPARE(found.first().start.date(), day);
         QCOMPARE(found.first().start.time(), QTime(2, 30, 0));

@@ -12,6 +12,7 @@
 #include "support/messageguard.h"
 #include "support/screen.h"
 #include "support/testpicture.h"
+#include "support/timezone.h"
 #include "theme.h"
 #include "timeline.h"
 #include "vantor.h"
@@ -37,7 +38,6 @@
 #include <QToolButton>
 #include <QWheelEvent>
 
-#include <ctime>
 #include <memory>
 
 namespace {
@@ -51,28 +51,6 @@ const QDate day(2024, 3, 5);
 const QColor recordedColor("#22A3A9");
 
 qint64 at(const QString& time) { return WallTime::of(QDateTime(day, QTime::fromString(time, "HH:mm:ss"))); }
-
-/// The time zone of the computer, until the end of the test.
-class Zone
-{
-public:
-    explicit Zone(const char* name)
-        : before(qgetenv("TZ"))
-    {
-        qputenv("TZ", name);
-        tzset();
-    }
-    ~Zone()
-    {
-        before.isNull() ? qunsetenv("TZ") : qputenv("TZ", before);
-        tzset();
-    }
-    Zone(const Zone&) = delete;
-    Zone& operator=(const Zone&) = delete;
-
-private:
-    const QByteArray before;
-};
 
 } // namespace
 
@@ -872,7 +850,7 @@ private Q_SLOTS:
 
     void dayWithAChangeOfTheClock_isPlayed()
     {
-        const Zone zone("Europe/Berlin");
+        const TimeZone zone("Europe/Berlin");
         record("archive/20240331T023000_20240331T023100_0.mp4", longClip()); // the clock never showed that
         showPage(options());
         QTRY_COMPARE(calendar()->selectedDate(), QDate(2024, 3, 31));

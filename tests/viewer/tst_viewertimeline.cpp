@@ -1,6 +1,7 @@
 #include "backgroundlookup.h"
 #include "recordingfolders.h"
 #include "recordinglist.h"
+#include "support/timezone.h"
 #include "timelinescale.h"
 #include "walltime.h"
 
@@ -11,8 +12,6 @@
 #include <QThread>
 
 #include <atomic>
-#include <cstdlib>
-#include <ctime>
 
 namespace {
 
@@ -21,28 +20,6 @@ using namespace WallTime;
 qint64 at(const QString& time) { return of(QDateTime::fromString(time, "yyyy-MM-dd HH:mm:ss")); }
 
 RecordedSpan span(const QString& begin, const QString& end) { return {at(begin), at(end)}; }
-
-/// The time zone of the computer, until the end of the test.
-class Zone
-{
-public:
-    explicit Zone(const char* name)
-        : before(qgetenv("TZ"))
-    {
-        qputenv("TZ", name);
-        tzset();
-    }
-    ~Zone()
-    {
-        before.isNull() ? qunsetenv("TZ") : qputenv("TZ", before);
-        tzset();
-    }
-    Zone(const Zone&) = delete;
-    Zone& operator=(const Zone&) = delete;
-
-private:
-    const QByteArray before;
-};
 
 } // namespace
 
@@ -194,7 +171,7 @@ private Q_SLOTS:
     void everyDayHas24Hours()
     {
         QFETCH(QString, day);
-        const Zone zone("Europe/Berlin");
+        const TimeZone zone("Europe/Berlin");
         const QDate date = QDate::fromString(day, Qt::ISODate);
         for (int seconds = 0; seconds < 24 * 3600; seconds += 600) {
             const QTime time = QTime(0, 0).addSecs(seconds);
@@ -210,7 +187,7 @@ private Q_SLOTS:
 
     void moment_isLocalTime()
     {
-        const Zone zone("Europe/Berlin");
+        const TimeZone zone("Europe/Berlin");
         QCOMPARE(moment(at("2024-05-06 07:08:09")), QDateTime(QDate(2024, 5, 6), QTime(7, 8, 9)));
         QCOMPARE(moment(at("2024-05-06 07:08:09")).timeSpec(), Qt::LocalTime);
         QCOMPARE(text(at("2024-05-06 07:08:09"), "yyyy-MM-dd HH:mm:ss"), QString("2024-05-06 07:08:09"));
