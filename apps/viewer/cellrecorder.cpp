@@ -1,6 +1,7 @@
 #include "cellrecorder.h"
 
 #include "cellview.h"
+#include "foldername.h"
 #include "videocell.h"
 
 #include <QDir>
@@ -9,12 +10,6 @@
 namespace {
 
 constexpr int retryAfter = 60000; // milliseconds
-
-// As finished files are reported.
-QString absolute(const QString& folder)
-{
-    return folder.isEmpty() ? folder : QDir::cleanPath(QDir().absoluteFilePath(folder));
-}
 
 // A finished file keeps its first name as the beginning of the final one.
 bool isSameFile(const QString& open, const QString& file)
@@ -30,8 +25,8 @@ QString native(const QString& file) { return QDir::toNativeSeparators(file); }
 CellRecorder::CellRecorder(VideoCell* videoCell, const QString& manual, const QString& automatic)
     : QObject(videoCell)
     , cell(videoCell)
-    , manualFolder(absolute(manual))
-    , automaticFolder(absolute(automatic))
+    , manualFolder(FolderName::absolute(manual))
+    , automaticFolder(FolderName::absolute(automatic))
 {
     retryTimer.setSingleShot(true);
     retryTimer.setInterval(retryAfter);
@@ -39,7 +34,7 @@ CellRecorder::CellRecorder(VideoCell* videoCell, const QString& manual, const QS
     connect(cell, &VideoCell::recorderStateChanged, this, &CellRecorder::follow);
 }
 
-void CellRecorder::setFolder(const QString& manual) { manualFolder = absolute(manual); }
+void CellRecorder::setFolder(const QString& manual) { manualFolder = FolderName::absolute(manual); }
 
 void CellRecorder::toggle()
 {

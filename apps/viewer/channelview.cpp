@@ -2,9 +2,9 @@
 
 #include "core_videobase/abstractvideothread.h"
 #include "devices.h"
+#include "foldername.h"
 
 #include <QEvent>
-#include <QRegularExpression>
 
 namespace {
 
@@ -176,9 +176,9 @@ void ChannelView::setSaveInterval(int seconds)
 // One for all cells that show the stream. The channels of two devices have the same numbers in their files.
 QString ChannelView::ownFolder(const QString& folder) const
 {
-    QString name
+    const QString name
         = QString("%1-%2-%3").arg(shown.device).arg(shown.channel + 1).arg(DeviceChannel::streamName(shown.stream));
-    return folder + '/' + name.replace(QRegularExpression("[\\\\/:*?\"<>|]"), "_");
+    return folder + '/' + FolderName::ofTitle(name);
 }
 
 bool ChannelView::isRecording() const

@@ -1,7 +1,8 @@
 #include "commandline.h"
 
+#include "foldername.h"
+
 #include <QCoreApplication>
-#include <QDir>
 #include <QStandardPaths>
 
 namespace {
@@ -17,8 +18,6 @@ QString defaultRecordingFolder()
 {
     return QStandardPaths::writableLocation(QStandardPaths::MoviesLocation) + "/vantor";
 }
-
-QString absolute(const QString& folder) { return QDir::cleanPath(QDir().absoluteFilePath(folder)); }
 
 int smallestGrid(int sources)
 {
@@ -211,7 +210,8 @@ bool CommandLine::readRecording()
             return fail(tr("--%1 needs the name of a folder.").arg(option));
     }
     result.autoRecordFolder = parser.value("record");
-    if (parser.isSet("record") && absolute(result.autoRecordFolder) == absolute(result.recordingFolder))
+    const bool isOne = FolderName::absolute(result.autoRecordFolder) == FolderName::absolute(result.recordingFolder);
+    if (parser.isSet("record") && isOne)
         return fail(tr("--record and --recordings must be different folders."));
     return !parser.isSet("record-interval") || readNumber("record-interval", 1, result.recordInterval);
 }

@@ -2,6 +2,7 @@
 
 #include "downloadedfiles.h"
 #include "downloadform.h"
+#include "foldername.h"
 #include "recordingdownload.h"
 #include "shownproblem.h"
 #include "walltime.h"
@@ -12,7 +13,6 @@
 #include <QMessageBox>
 #include <QProgressBar>
 #include <QPushButton>
-#include <QRegularExpression>
 #include <QTimer>
 #include <QVBoxLayout>
 
@@ -119,8 +119,8 @@ void DownloadDialog::start()
 QString DownloadDialog::ownFolder() const
 {
     const QString alias = device->getAlias();
-    QString name = QString("%1-%2").arg(alias.isEmpty() ? tr("Device") : alias).arg(channel + 1);
-    return form->folder() + '/' + name.replace(QRegularExpression("[\\\\/:*?\"<>|]"), "_");
+    const QString name = QString("%1-%2").arg(alias.isEmpty() ? tr("Device") : alias).arg(channel + 1);
+    return form->folder() + '/' + FolderName::ofTitle(name);
 }
 
 void DownloadDialog::cancel()

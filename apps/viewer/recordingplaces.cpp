@@ -3,6 +3,7 @@
 #include "backgroundlookup.h"
 #include "devicechannel.h"
 #include "devices.h"
+#include "foldername.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -11,13 +12,6 @@
 #include <algorithm>
 
 namespace {
-
-QString absolute(const QString& folder)
-{
-    return folder.isEmpty() ? folder : QDir::cleanPath(QDir().absoluteFilePath(folder));
-}
-
-QString asFileName(QString name) { return name.replace(QRegularExpression("[\\\\/:*?\"<>|]"), "_"); }
 
 QString keyOf(const RecordingFolder& folder) { return QString("%1#%2").arg(folder.path).arg(folder.number); }
 
@@ -40,9 +34,9 @@ RecordingPlaces::RecordingPlaces(const Devices& known, const QString& manualFold
 
 void RecordingPlaces::setFolders(const QString& manualFolder, const QString& automaticFolder)
 {
-    automaticRoot = absolute(automaticFolder);
+    automaticRoot = FolderName::absolute(automaticFolder);
     roots.clear();
-    for (const QString& root : {absolute(manualFolder), automaticRoot}) {
+    for (const QString& root : {FolderName::absolute(manualFolder), automaticRoot}) {
         if (!root.isEmpty())
             roots.append(root);
     }
@@ -76,7 +70,7 @@ RecordingPlace RecordingPlaces::placeOf(const Source& source, int number) const
         if (place.isValid())
             return place;
     }
-    const QString begin = asFileName(QString("%1-%2-").arg(channel.device).arg(channel.channel + 1));
+    const QString begin = FolderName::ofTitle(QString("%1-%2-").arg(channel.device).arg(channel.channel + 1));
     const auto found = std::find_if(places.begin(), places.end(), [&](const RecordingPlace& place) {
         return channel.isValid() ? place.folder.startsWith(begin) : place.folder == folderNameOf(number);
     });
@@ -103,7 +97,7 @@ void RecordingPlaces::addDevice(const QString& name)
         place.key = DeviceChannel{name, channel}.address();
         place.group = name;
         place.name = devices.channel({name, channel, DeviceChannel::any}).title();
-        place.folder = asFileName(QString("%1-%2").arg(name).arg(channel + 1));
+        place.folder = FolderName::ofTitle(QString("%1-%2").arg(name).arg(channel + 1));
         place.device = device;
         place.channel = channel;
         places.append(place);
