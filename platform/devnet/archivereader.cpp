@@ -56,7 +56,8 @@ void ArchiveReader::findGroup()
 {
     const qint64 time = *std::exchange(sought, std::nullopt);
     while (std::optional<EncodedFrame> frame = read()) {
-        const bool isBehind = static_cast<qint64>(frame->header.timestamp) > time;
+        // Sound may come before the pictures of its time.
+        const bool isBehind = !frame->isAudio() && static_cast<qint64>(frame->header.timestamp) > time;
         if (frame->isKey() && !isBehind)
             group.clear();
         group.push_back(std::move(*frame));

@@ -314,6 +314,9 @@ private Q_SLOTS:
             QTest::newRow("in the last group of a file" + sound) << hasSound << 0 << 2100 << 2000;
             QTest::newRow("in what the next one has of it" + sound) << hasSound << 0 << 2450 << 2000;
             QTest::newRow("in the next group" + sound) << hasSound << 0 << 3300 << 3000;
+            for (const int little : {0, 10}) // sound of that time comes before the key frame
+                QTest::addRow("%d ms behind its key frame%s", little, sound.constData())
+                    << hasSound << 0 << 4000 + little << 4000;
             QTest::newRow("in it, and in another second" + sound) << hasSound << 400 << 2900 << 2000;
         }
     }
@@ -326,7 +329,8 @@ private Q_SLOTS:
         QFETCH(int, found);
         const auto first = static_cast<quint64>(stampOf(at("09:10:00")) + begin);
         const DeviceFrames frames = DeviceStream::h264();
-        const DeviceFrames sent = hasSound ? DeviceStream::mixed(frames, DeviceStream::sound()) : frames;
+        const DeviceFrames sound = DeviceStream::shifted(DeviceStream::sound(), 75);
+        const DeviceFrames sent = hasSound ? DeviceStream::mixed(frames, sound) : frames;
         const DeviceFrames recorded = begin > 0 ? DeviceStream::shifted(sent, first) : sent;
         sought += begin;
         const int cut = (2 * DeviceStream::keyDistance + 10) * (hasSound ? 2 : 1);
