@@ -11,6 +11,8 @@
 #include <QHash>
 #include <QLoggingCategory>
 #include <QMutex>
+#include <QNetworkSession>
+#include <QSharedPointer>
 #include <QTcpSocket>
 #include <QTimer>
 #include <QUrl>
@@ -36,6 +38,17 @@ int portOf(const QString& url)
     const QString tail = url.mid(url.lastIndexOf(':') + 1).left(longestPort);
     const int port = tail.section('/', 0, 0).toInt();
     return port == 0 ? defaultRtspPort : port;
+}
+
+/// A socket that connects registers this type, and Qt writes a warning where two threads do so for the first time at
+/// the same moment.
+void registerSocketTypes()
+{
+    QT_WARNING_PUSH
+    QT_WARNING_DISABLE_DEPRECATED
+    static const int type = qRegisterMetaType<QSharedPointer<QNetworkSession>>();
+    QT_WARNING_POP
+    Q_UNUSED(type)
 }
 
 bool isRtspOrBare(const QString& url)
@@ -127,6 +140,7 @@ bool FFmpegHelper::checkUrl(const QString& url, int timeout)
     if (timeout < 1)
         return true;
 
+    registerSocketTypes();
     QEventLoop loop;
     QTcpSocket socket;
     QObject::connect(&socket, &QTcpSocket::connected, &loop, &QEventLoop::quit);

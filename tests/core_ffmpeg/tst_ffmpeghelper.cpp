@@ -21,6 +21,7 @@
 #include <atomic>
 #include <cstdarg>
 #include <memory>
+#include <vector>
 
 extern "C" {
 #include <libavutil/log.h>
@@ -226,6 +227,27 @@ private Q_SLOTS:
         QCOMPARE(logLevelsSet.load(), 1);
         QCOMPARE(lastLogLevel.load(), -8);
         QCOMPARE(av_log_get_level(), -8);
+    }
+
+    // Before any other use of a socket: Qt registers what sockets need when the first one connects.
+    void checkUrl_isSilent_whenManyThreadsAskAtOnce()
+    {
+        const QString refused = loopbackUrl(Loopback::refusedPort());
+        constexpr int count = 8;
+        std::atomic<int> ready{0};
+        std::vector<std::unique_ptr<QThread>> threads;
+        for (int i = 0; i < count; ++i) {
+            threads.emplace_back(QThread::create([&] {
+                ++ready;
+                while (ready < count)
+                    QThread::yieldCurrentThread();
+                FFmpegHelper::checkUrl(refused, 50);
+            }));
+            threads.back()->start();
+        }
+        for (const auto& thread : threads)
+            QVERIFY(thread->wait());
+        QCOMPARE(guard->messages().size(), 0);
     }
 
     void checkSource_saysWhy_data()
