@@ -31,6 +31,21 @@ function(vantor_add_test name)
     else()
         add_test(NAME ${name} COMMAND ${PROJECT_SOURCE_DIR}/tests/support/with-display $<TARGET_FILE:${name}>)
     endif()
+    set(environment_of "")
+    if(ARG_NO_DISPLAY)
+        list(APPEND environment_of NO_DISPLAY)
+    endif()
+    if(ARG_STANDALONE)
+        list(APPEND environment_of STANDALONE)
+    endif()
+    vantor_test_environment(${name} ${environment_of})
+    set_tests_properties(${name} PROPERTIES
+        TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}" WORKING_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+endfunction()
+
+# vantor_test_environment(<test> [NO_DISPLAY] [STANDALONE]): what a test program finds around it.
+function(vantor_test_environment name)
+    cmake_parse_arguments(ARG "NO_DISPLAY;STANDALONE" "" "" ${ARGN})
     # Strict string checks refuse a bounded copy inside libxkbcommon-x11 that is right, before a window can be shown.
     set(asan_options "detect_leaks=$<NOT:$<BOOL:${ARG_STANDALONE}>>")
     if(ARG_NO_DISPLAY)
@@ -46,9 +61,7 @@ function(vantor_add_test name)
     if(ARG_NO_DISPLAY)
         list(APPEND environment "QT_QPA_PLATFORM=offscreen")
     endif()
-    set_tests_properties(${name} PROPERTIES
-        TIMEOUT ${ARG_TIMEOUT} ENVIRONMENT "${environment}" LABELS "${ARG_LABELS}"
-        WORKING_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+    set_tests_properties(${name} PROPERTIES ENVIRONMENT "${environment}")
 endfunction()
 
 function(vantor_add_windows_test name timeout)

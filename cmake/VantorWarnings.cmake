@@ -9,5 +9,6 @@ function(vantor_warnings target)
         $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
         $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>
         $<$<COMPILE_LANGUAGE:CXX>:-Wsuggest-override>
+        $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-zero-variadic-macro-arguments> # Qt's logging macros are such
         $<$<BOOL:${VANTOR_WERROR}>:-Werror>)
 endfunction()

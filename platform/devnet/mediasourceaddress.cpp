@@ -1,5 +1,7 @@
 #include "devnet/mediasourceaddress.h"
 
+#include "core_videobase/shownaddress.h"
+
 #include <QRegularExpression>
 #include <QStringList>
 #include <QUrl>
@@ -124,7 +126,5 @@ bool MediaSourceAddress::isLive() const
 
 QString MediaSourceAddress::display() const
 {
-    static const QRegularExpression credentials(QStringLiteral("^([^:/]+://).*@"));
-    QString shown = text;
-    return kind == Url ? shown.replace(credentials, QStringLiteral("\\1")) : shown;
+    return kind == Url ? shownAddress(text) : text;
 }

@@ -30,6 +30,6 @@ struct MediaSourceAddress
     /// Whether the other side sends in real time, so that nothing needs to wait for the time of a frame.
     bool isLive() const;
 
-    /// For messages: without the name and the password in an address.
+    /// For messages: with asterisks in place of the secrets in an address.
     QString display() const;
 };

@@ -36,4 +36,4 @@ bool FaacEncoder::configure()
     return faacEncSetConfiguration(handle.get(), configuration) != 0;
 }
 
-void FaacEncoder::Closer::operator()(void* handle) const { faacEncClose(handle); }
+void FaacEncoder::Closer::operator()(void* encoder) const { faacEncClose(encoder); }

@@ -23,7 +23,7 @@ public:
 private:
     struct Closer
     {
-        void operator()(void* handle) const;
+        void operator()(void* encoder) const;
     };
 
     FaacEncoder() = default;

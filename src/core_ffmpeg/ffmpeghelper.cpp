@@ -158,7 +158,8 @@ QString FFmpegHelper::encodeUrl(const QString& url)
     if (at < 1 || !isRtspOrBare(url) || QFile::exists(url))
         return url;
 
-    const QString credentials = url.left(at).remove("rtsp://");
+    const int begin = url.startsWith("rtsp://") ? int(qstrlen("rtsp://")) : 0;
+    const QString credentials = url.mid(begin, at - begin);
     const QString user = credentials.section(':', 0, 0);
     const QString password = credentials.section(':', 1);
     return QString("rtsp://%1:%2@%3").arg(QString::fromLatin1(QUrl::toPercentEncoding(user)),

@@ -35,6 +35,8 @@ UrlAddress captureAddress(const QString& text, const QString& format)
 UrlAddress fileAddress(const QString& path)
 {
     UrlAddress address;
+    if (path.isEmpty()) // "file://" and what is no address behind it
+        return address;
     address.type = FFmpegHelper::Source_File;
     address.url = path;
     address.isPaced = true;

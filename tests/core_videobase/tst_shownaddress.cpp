@@ -21,6 +21,10 @@ private Q_SLOTS:
         QTest::newRow("another scheme") << "http://a:b@host/clip.mp4" << "http://***@host/clip.mp4";
         QTest::newRow("query") << "http://h/live?channel=1&Password=pw&token=t" << "http://h/live?channel=1&Password=***&token=***";
         QTest::newRow("both ways") << "rtsp://a:b@h/?user=a&pwd=b" << "rtsp://***@h/?user=***&pwd=***";
+        QTest::newRow("a query in the password") << "rtsp://admin:se?pwd=x&token=y@h/1" << "rtsp://***";
+        QTest::newRow("a name in the password") << "http://h/?pwd=a@b&channel=1" << "http://***&channel=1";
+        QTest::newRow("a scheme in the password") << "admin:se://cret@h/1" << "***@h/1";
+        QTest::newRow("line feed in the password") << "rtsp://admin:se\ncret@h/1" << "rtsp://***@h/1";
         QTest::newRow("capture") << "video0|640x480|25" << "video0|640x480|25";
         QTest::newRow("empty") << "" << "";
         QTest::newRow("at the beginning") << "@host" << "@host";
