@@ -47,6 +47,8 @@ void FFmpegVideoThread::Source::close()
     options.clear();
     formatCtx.reset();
     nextDecodeTime = AV_NOPTS_VALUE;
+    waitingForTime.clear();
+    hasRecordedVideo = false;
     playClock.reset();
     skipUntil = -1;
     reportedPosition = -1;
@@ -311,6 +313,7 @@ void FFmpegVideoThread::seekIfAsked()
         avcodec_flush_buffers(source->audioCtx.get());
     keyFrameSeen = false;
     source->nextDecodeTime = AV_NOPTS_VALUE;
+    source->waitingForTime.clear();
     source->skipUntil = target;
     source->playClock.reset();
     updateTime();

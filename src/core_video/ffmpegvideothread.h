@@ -113,6 +113,10 @@ private:
     bool followAudioFormat();
 
     void saveMP4(AVPacket* packet, bool isVideoKey);
+    bool waitsForTime(AVPacket* packet, bool isVideoKey);
+    void completeTimeBefore(const AVPacket* second, AVPacket* first) const;
+    qint64 pictureTime(const AVPacket* packet) const;
+    void recordPacket(AVPacket* packet, bool isVideoKey);
     void completeDecodeTime(AVPacket* packet);
     void followInterval(RecordType type);
     void startFile(RecordType type);

@@ -80,6 +80,10 @@ struct FFmpegVideoThread::Source
     /// Decode time of the next picture, in the time base of its stream, for pictures that come without one.
     qint64 nextDecodeTime = AV_NOPTS_VALUE;
 
+    /// The first picture while it has no time, and the sound after it; not recorded yet.
+    std::vector<AvPacketPtr> waitingForTime;
+    bool hasRecordedVideo = false;
+
     PlayClock playClock;
     qint64 skipUntil = -1;      ///< milliseconds; pictures before it are decoded and not shown, -1 for none
     qint64 reportedPosition = -1;

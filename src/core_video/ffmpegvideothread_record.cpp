@@ -16,6 +16,9 @@ Q_LOGGING_CATEGORY(lcRecord, "vantor.ffmpeg.record")
 
 constexpr int saverTimeoutMs = 500;
 
+/// Packets of sound that come between the first two pictures; what is above it is given up.
+constexpr size_t mostWaiting = 100;
+
 int videoCodecOf(int codecId)
 {
     switch (codecId) {
@@ -36,6 +39,63 @@ int audioCodecOf(int codecId)
 } // namespace
 
 void FFmpegVideoThread::saveMP4(AVPacket* packet, bool isVideoKey)
+{
+    if (!waitsForTime(packet, isVideoKey))
+        recordPacket(packet, isVideoKey);
+}
+
+/// A source that was opened quickly has no time for its very first picture yet: the second one tells it. Without it the
+/// first group of pictures would be missing in the recording, after each reconnection too.
+bool FFmpegVideoThread::waitsForTime(AVPacket* packet, bool isVideoKey)
+{
+    std::vector<AvPacketPtr>& waiting = source->waitingForTime;
+    const bool isVideo = packet->stream_index == source->videoIndex;
+    if (isVideoKey && packet->pts == AV_NOPTS_VALUE && !source->hasRecordedVideo) {
+        waiting.clear();
+        waiting.emplace_back(av_packet_clone(packet));
+        return waiting.back() != nullptr;
+    }
+    source->hasRecordedVideo = source->hasRecordedVideo || isVideo;
+    if (waiting.empty())
+        return false;
+    if (!isVideo && waiting.size() < mostWaiting) {
+        waiting.emplace_back(av_packet_clone(packet));
+        return waiting.back() != nullptr;
+    }
+    const std::vector<AvPacketPtr> packets = std::move(waiting);
+    waiting.clear();
+    if (isVideo)
+        completeTimeBefore(packet, packets.front().get());
+    for (const AvPacketPtr& one : packets) {
+        if (one)
+            recordPacket(one.get(), one == packets.front());
+    }
+    return false;
+}
+
+void FFmpegVideoThread::completeTimeBefore(const AVPacket* second, AVPacket* first) const
+{
+    const AVStream* stream = source->videoStream();
+    const qint64 step = pictureTime(second);
+    if (second->dts != AV_NOPTS_VALUE) {
+        first->dts = second->dts - step;
+        first->pts = first->dts + stream->codecpar->video_delay * step;
+    } else if (second->pts != AV_NOPTS_VALUE) {
+        first->pts = second->pts - step;
+    }
+}
+
+/// How long a picture is shown, in the time base of its stream.
+qint64 FFmpegVideoThread::pictureTime(const AVPacket* packet) const
+{
+    const AVStream* stream = source->videoStream();
+    const AVRational rate = stream->avg_frame_rate;
+    if (packet->duration > 0 || rate.num <= 0)
+        return packet->duration;
+    return av_rescale_q(1, av_inv_q(rate), stream->time_base);
+}
+
+void FFmpegVideoThread::recordPacket(AVPacket* packet, bool isVideoKey)
 {
     constexpr RecordType types[] = {MANUAL_RECORD, AUTO_RECORD};
     const bool isVideo = packet->stream_index == source->videoIndex;
@@ -66,15 +126,11 @@ void FFmpegVideoThread::saveMP4(AVPacket* packet, bool isVideoKey)
 /// is later than the decode times that follow.
 void FFmpegVideoThread::completeDecodeTime(AVPacket* packet)
 {
-    const AVStream* stream = source->videoStream();
-    const AVRational rate = stream->avg_frame_rate;
-    qint64 step = packet->duration;
-    if (step <= 0 && rate.num > 0)
-        step = av_rescale_q(1, av_inv_q(rate), stream->time_base);
+    const qint64 step = pictureTime(packet);
     if (packet->dts == AV_NOPTS_VALUE && source->nextDecodeTime != AV_NOPTS_VALUE)
         packet->dts = source->nextDecodeTime;
     else if (packet->dts == AV_NOPTS_VALUE && packet->pts != AV_NOPTS_VALUE)
-        packet->dts = packet->pts - stream->codecpar->video_delay * step;
+        packet->dts = packet->pts - source->videoStream()->codecpar->video_delay * step;
     source->nextDecodeTime = packet->dts == AV_NOPTS_VALUE ? AV_NOPTS_VALUE : packet->dts + step;
 }
 

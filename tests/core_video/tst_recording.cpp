@@ -438,6 +438,34 @@ private Q_SLOTS:
         }
     }
 
+    void liveRecording_beginsWithTheFirstPicture_whenTheStartIsFast_data()
+    {
+        QTest::addColumn<QString>("mount");
+        QTest::newRow("h264") << "h264";
+        QTest::newRow("h264_pcma") << "h264_pcma";
+        QTest::newRow("h265") << "h265";
+    }
+
+    /// Of a source that was hardly analysed the first picture has no time of its own.
+    void liveRecording_beginsWithTheFirstPicture_whenTheStartIsFast()
+    {
+        QFETCH(QString, mount);
+        QVERIFY(server.isRunning() || server.start());
+        RecordingProbe probe(server.url(mount), folder->path());
+        ++probe.previewRef();
+        probe.setFastStart(true);
+        probe.recordStart(Thread::MANUAL_RECORD);
+        probe.play();
+        QTRY_VERIFY_WITH_TIMEOUT(probe.pictures > 2 * liveKeyDistance, playMs);
+        probe.stopAndWait();
+        const MovieFile movie(path("0-1-done.mp4"));
+        const QVector<int> numbers = movie.pictureNumbers();
+        QVERIFY(numbers.size() > liveKeyDistance);
+        QCOMPARE(numbers, probe.shownNumbers());
+        verifyIsWhole(movie.path(), numbers);
+        verifyPlaysInPlayers(movie);
+    }
+
     void sound_isRecorded_asAac()
     {
         RecordingProbe probe(Clips::h264PcmaMkv(), folder->path());
