@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""A live RTSP server on the loopback, made of GStreamer's, for tests to play from.
+"""A live RTSP server, on the loopback unless told otherwise, made of GStreamer's, for tests to play from.
 
 Every picture shows four colours and its own number (see testpicture.h). The first line written is "port N". Commands
 are read from the standard input, one a line, and each is answered by one line:
@@ -42,6 +42,7 @@ MOUNTS = {
     "/h264_pcmu": H264_PAY + " " + PCMU_1K,
     "/h264_aac": H264_PAY + " " + AAC,
     "/h265": H265_PAY,
+    "/h265_pcma": H265_PAY + " " + PCMA.format(pay="pay1"),
     "/audio": PCMA.format(pay="pay0"),
     "/secure": H264_PAY + " " + PCMA.format(pay="pay1"),
     "/sdp_only": H264_SDP_PAY,
@@ -124,7 +125,7 @@ class Server:
     def __init__(self, arguments):
         self.switched = 0
         self.server = GstRtspServer.RTSPServer()
-        self.server.set_address("127.0.0.1")
+        self.server.set_address(arguments.address)
         self.server.set_service(str(arguments.port))
         self.add_auth(arguments.user, arguments.password)
         mounts = self.server.get_mount_points()
@@ -208,6 +209,7 @@ class Server:
 
 def main():
     parser = argparse.ArgumentParser()
+    parser.add_argument("--address", default="127.0.0.1")
     parser.add_argument("--port", type=int, default=0)
     parser.add_argument("--user", default="user")
     parser.add_argument("--password", default="password")
