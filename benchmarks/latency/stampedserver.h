@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QProcess>
+#include <QString>
+
+/// stamped_server.py in a process of its own.
+class StampedServer
+{
+public:
+    ~StampedServer();
+
+    /// False when the server does not come up: it needs Python and GStreamer's RTSP server.
+    bool start();
+
+    /// Picture and sound, or the picture alone.
+    QString liveUrl() const;
+    QString pictureUrl() const;
+
+    /// Whoever begins to play from now on meets a key frame @p pictures after that.
+    void setKeyOffset(int pictures);
+
+    /// The key frame made for a client that has begun to play since the last call; -1 when none has.
+    int takeKeyNumber();
+
+    qint64 processId() const;
+
+private:
+    QString url(const QString& mount) const;
+
+    QProcess process;
+    QString port;
+};
