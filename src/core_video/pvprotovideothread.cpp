@@ -251,6 +251,7 @@ void PvProtoVideoThread::initOther()
     recordVideo = XVideoEncPara{};
     recordAudio = XAudioEncPara{};
     recordAudio.channels = 0;
+    parameterSets.clear();
     yuvFrame = {};
     rgbFrame = {};
     pcmFrame = {};

@@ -144,6 +144,7 @@ private:
     void deliverPlanes(VideoMode mode, bool codecChanged);
     void takeBackPlanes();
 
+    void keepParameterSets(const XFrameHeader& frame);
     void followRules(RecordType type, bool codecChanged);
     void startFile(RecordType type);
     void stopFile(RecordType type);
@@ -151,4 +152,5 @@ private:
     unsigned stopsSeen = 0;       // value of stopCount when run() began
     bool planesDelivered = false; // somebody may still look at the planes that were delivered last
     std::array<bool, RECORD_TYPE_MAX> isFileOpen{};
+    QByteArray parameterSets; // of the last key frame, where it was H.264
 };

@@ -1,6 +1,7 @@
 // Recording of what PvProtoVideoThread reads, as it was read.
 
 #include "core_video/pvprotovideothread.h"
+#include "core_videosave/h264head.h"
 #include "core_videosave/savemp4ffmpeg.h"
 
 #include <QLoggingCategory>
@@ -23,6 +24,7 @@ XAudioEncPara noSound()
 
 void PvProtoVideoThread::saveMP4(XFrameHeader* frame)
 {
+    keepParameterSets(*frame);
     // Both are asked before a file is opened again, which replaces the record that they compare with.
     bool codecChanged[RECORD_TYPE_MAX] = {};
     for (const RecordType type : recordTypes)
@@ -49,6 +51,17 @@ void PvProtoVideoThread::saveMP4(XFrameHeader* frame)
     }
 }
 
+/// A file that begins between two key frames needs those of the last one to be opened by players, should it end before
+/// the next. H.265 waits for the next in any case, see LeadingPackets.
+void PvProtoVideoThread::keepParameterSets(const XFrameHeader& frame)
+{
+    if (frame.frameType != XFrameHeader::VideoKeyFrame)
+        return;
+    constexpr quint32 h264 = 0;
+    const auto* payload = reinterpret_cast<const unsigned char*>(&frame) + offsetof(XFrameHeader, data);
+    parameterSets = frame.codecId == h264 ? H264Head::parameterSets(payload, static_cast<int>(frame.length)) : QByteArray();
+}
+
 /// Ends a file whose time is over, so that the next one begins with the same frame.
 void PvProtoVideoThread::followRules(RecordType type, bool codecChanged)
 {
@@ -73,6 +86,7 @@ void PvProtoVideoThread::startFile(RecordType type)
     SaveMp4FFmpeg* saver = savers[type];
     saver->setPara(recordVideo, saveAudio[type] ? recordAudio : noSound(), saverTimeoutMs);
     saver->setTimebase(milliseconds);
+    saver->setExtradata(parameterSets);
     saver->open(name);
     recordTimers[type].start(*clock.load());
     isFileOpen[type] = saver->getIsRunning();

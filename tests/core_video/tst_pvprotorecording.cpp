@@ -142,6 +142,19 @@ private Q_SLOTS:
         QCOMPARE(probe->log.numbers().value(0, -1), 25);
     }
 
+    void recording_canBeOpened_whenItEndsBeforeItsFirstKeyFrame()
+    {
+        probe->script.add(pictures(0, 10));
+        record(Thread::MANUAL_RECORD, true);
+        probe->script.add(pictures(10, 5));
+        QVERIFY(probe->playScript());
+        const MovieFile movie(path("0-1-done.mp4"));
+        QCOMPARE(movie.videoStreams(), 1);
+        QCOMPARE(movie.size(), QString("320x240"));
+        QCOMPARE(movie.pictureCount(), 5);
+        QVERIFY(movie.decodes());
+    }
+
     void recordStart_leavesOutWhatWouldBeShownBroken_whenH265BeginsInMidGroup()
     {
         probe->latestVideo.codec = 2;
