@@ -9,6 +9,8 @@
 #include <QLoggingCategory>
 #include <QScopedValueRollback>
 
+#include <algorithm>
+
 namespace {
 Q_LOGGING_CATEGORY(lcUrl, "vantor.url.widget")
 }
@@ -20,7 +22,23 @@ UrlVideoWidget::UrlVideoWidget(QWidget* parent)
     setVideoMode(VideoMode_Opengl);
 }
 
-UrlVideoWidget::~UrlVideoWidget() { endVideoThreads(); }
+UrlVideoWidget::~UrlVideoWidget()
+{
+    if (isNetworkAlone())
+        leaveVideoThreads();
+    else
+        endVideoThreads();
+}
+
+/// Whether none of its threads has a file or a capture device.
+bool UrlVideoWidget::isNetworkAlone() const
+{
+    const auto isNetwork = [](const AbstractVideoThread* thread) {
+        const auto* player = qobject_cast<const FFmpegVideoThread*>(thread);
+        return !player || (!player->getPaced() && player->getInputFormat().isEmpty());
+    };
+    return isNetwork(videoThread) && std::all_of(oldThreads.begin(), oldThreads.end(), isNetwork);
+}
 
 void UrlVideoWidget::setUrl(const QString& address) { url = address; }
 

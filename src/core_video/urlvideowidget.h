@@ -18,6 +18,10 @@ class VANTOR_EXPORT UrlVideoWidget : public StandardVideoWidget
 
 public:
     explicit UrlVideoWidget(QWidget* parent = nullptr);
+
+    /// Waits until a file or a capture device has been closed, so that it is free for others. Network sources take
+    /// leave of their servers, and recordings of them are finished, a moment later; the application object's destructor
+    /// waits for that.
     ~UrlVideoWidget() override;
 
     /// The address for the next start(): a file name, a capture address of the form name|size|rate (as in
@@ -88,6 +92,7 @@ protected:
 
 private:
     FFmpegVideoThread* urlThread() const;
+    bool isNetworkAlone() const;
     void applyRecording();
 
     QString url;

@@ -180,6 +180,27 @@ void StandardVideoWidget::removeStoppedVideoThreads()
 
 void StandardVideoWidget::endVideoThreads()
 {
+    const QList<AbstractVideoThread*> threads = takeVideoThreads();
+    for (AbstractVideoThread* thread : threads) {
+        if (isInQueuedCall()) {
+            RetiredThreads::take(thread);
+        } else {
+            thread->stopAndWait();
+            delete thread;
+        }
+    }
+}
+
+void StandardVideoWidget::leaveVideoThreads()
+{
+    const QList<AbstractVideoThread*> threads = takeVideoThreads();
+    for (AbstractVideoThread* thread : threads)
+        RetiredThreads::take(thread);
+}
+
+/// The bound one and the released ones; nothing of them reaches this widget any more, and none waits for it.
+QList<AbstractVideoThread*> StandardVideoWidget::takeVideoThreads()
+{
     clearRenderers();
     isRunning = false;
     startedFlag = 0;
@@ -193,13 +214,5 @@ void StandardVideoWidget::endVideoThreads()
         QObject::disconnect(thread, nullptr, this, nullptr);
     // Lets go a thread that waits for a call to this widget.
     QCoreApplication::removePostedEvents(this, QEvent::MetaCall);
-
-    for (AbstractVideoThread* thread : qAsConst(threads)) {
-        if (isInQueuedCall()) {
-            RetiredThreads::take(thread);
-        } else {
-            thread->stopAndWait();
-            delete thread;
-        }
-    }
+    return threads;
 }

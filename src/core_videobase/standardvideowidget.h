@@ -14,7 +14,8 @@
 ///
 /// The destructor ends the bound thread and all released ones and deletes them. It waits for them and meanwhile serves
 /// their calls to other objects; only where it runs inside a slot that one of them may be waiting for (a host that
-/// deletes the widget in sig_receivePlayStart()), they end and are deleted later.
+/// deletes the widget in sig_receivePlayStart()), or where a subclass has left them to themselves, they end and are
+/// deleted later.
 class VANTOR_EXPORT StandardVideoWidget : public AbstractVideoWidget
 {
     Q_OBJECT
@@ -58,6 +59,10 @@ protected:
     /// destructor does so; a subclass whose thread uses members of the subclass calls it first in its own.
     void endVideoThreads();
 
+    /// As endVideoThreads(), but waits for none: they end on their own and are deleted then, at the latest when the
+    /// application object goes. For destructors of widgets whose threads may take their time and use nothing of them.
+    void leaveVideoThreads();
+
     void receivePlayStart(int time) override;
     void receivePlayFinsh(QObject* finishedThread) override;
     void closeEvent(QCloseEvent* event) override;
@@ -66,6 +71,8 @@ protected:
     QList<AbstractVideoThread*> oldThreads;
 
 private:
+    QList<AbstractVideoThread*> takeVideoThreads();
+
     std::atomic<int> startedFlag{0};
     QMetaObject::Connection recorderConnection;
 };

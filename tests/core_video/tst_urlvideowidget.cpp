@@ -1,5 +1,6 @@
 #include "core_video/urlvideowidget.h"
 
+#include "core_videobase/abstractvideothread.h"
 #include "support/clips.h"
 #include "support/messageguard.h"
 #include "support/rtspserver.h"
@@ -9,7 +10,9 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFileInfo>
+#include <QPointer>
 #include <QRegularExpression>
+#include <QSemaphore>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -68,6 +71,8 @@ private Q_SLOTS:
     void snap_writesPicture_underNameOfChannel();
     void snap_doesNothing_whenStopped();
     void widget_mayBeDeleted_whileItPlays();
+    void widget_isDeleted_beforeItsNetworkSourceIsClosed();
+    void widget_isDeleted_whenItsFileIsClosed();
     void widget_mayBeDeleted_inItsOwnSignals_data();
     void widget_mayBeDeleted_inItsOwnSignals();
 
@@ -372,6 +377,40 @@ void TestUrlVideoWidget::widget_mayBeDeleted_whileItPlays()
         widget.reset();
         QVERIFY(time.elapsed() < 3000);
     }
+}
+
+/// A server that does not answer any more must not hold up whoever closes the window.
+void TestUrlVideoWidget::widget_isDeleted_beforeItsNetworkSourceIsClosed()
+{
+    RtspServer server;
+    QVERIFY(server.start());
+    auto widget = showWidget(server.url("h264_pcma"));
+    QVERIFY(widget);
+    QVERIFY(widget->start());
+    QVERIFY(waitForNewPicture(widget.get(), -1));
+    const QPointer<AbstractVideoThread> thread = widget->findChild<AbstractVideoThread*>();
+    QVERIFY(thread);
+    QSemaphore mayClose;
+    connect(thread, &AbstractVideoThread::receivePlayFinsh, thread, [&] { mayClose.tryAcquire(1, limitMs); },
+            Qt::DirectConnection);
+
+    widget.reset();
+    QVERIFY(thread);
+    QVERIFY(thread->isRunning());
+    mayClose.release();
+    QTRY_VERIFY_WITH_TIMEOUT(!thread, limitMs);
+}
+
+void TestUrlVideoWidget::widget_isDeleted_whenItsFileIsClosed()
+{
+    auto widget = showWidget(Clips::h264Mp4());
+    QVERIFY(widget);
+    QVERIFY(widget->start());
+    QVERIFY(waitForNewPicture(widget.get(), -1));
+    const QPointer<AbstractVideoThread> thread = widget->findChild<AbstractVideoThread*>();
+    QVERIFY(thread);
+    widget.reset();
+    QVERIFY(!thread);
 }
 
 void TestUrlVideoWidget::widget_mayBeDeleted_inItsOwnSignals_data()

@@ -273,6 +273,7 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(saysRecording(widget.get()), limitMs);
         QTest::qWait(800);
         widget.reset();
+        QTRY_VERIFY_WITH_TIMEOUT(filesBelow(folder->path()).value(0).endsWith("_0.mp4"), limitMs);
         const QStringList files = filesBelow(folder->path());
         QCOMPARE(files.size(), 1);
         verifyName(files.first(), folder->path(), 0);
