@@ -49,6 +49,10 @@ MOUNTS = {
     "/switch": H264_PAY,
     "/other_size": H264_PAY,
 }
+# The server refuses a second client of a mount for good once all earlier ones have left it together.
+COPIES = 8
+for copy in range(1, COPIES + 1):
+    MOUNTS[f"/copy{copy}"] = MOUNTS["/h264_pcma" if copy % 2 else "/h264_pcmu"]
 
 
 def block_edge(length, part, parts):
@@ -90,9 +94,10 @@ class Picture:
 class Feed:
     """Pushes pictures into one appsrc in real time until its media is closed."""
 
-    def __init__(self, source, size_index):
+    def __init__(self, source, size_index, rate):
         self.source = source
         self.size_index = size_index
+        self.rate = rate
         self.picture = None
         self.number = 0
         self.begin = GLib.get_monotonic_time()
@@ -104,7 +109,7 @@ class Feed:
             self.timer = 0
 
     def push_due(self):
-        while self.number * 1000000 // RATE <= GLib.get_monotonic_time() - self.begin:
+        while self.number * 1000000 // self.rate <= GLib.get_monotonic_time() - self.begin:
             self.push()
         return True
 
@@ -113,10 +118,10 @@ class Feed:
         if self.picture is None or self.picture.size != size:
             self.picture = Picture(*size)
             self.source.set_property("caps", Gst.Caps.from_string(
-                f"video/x-raw,format=I420,width={size[0]},height={size[1]},framerate={RATE}/1"))
+                f"video/x-raw,format=I420,width={size[0]},height={size[1]},framerate={self.rate}/1"))
         buffer = Gst.Buffer.new_wrapped(self.picture.paint(self.number % (1 << BITS)))
-        buffer.pts = self.number * Gst.SECOND // RATE
-        buffer.duration = Gst.SECOND // RATE
+        buffer.pts = self.number * Gst.SECOND // self.rate
+        buffer.duration = Gst.SECOND // self.rate
         self.source.emit("push-buffer", buffer)
         self.number += 1
 
@@ -124,6 +129,7 @@ class Feed:
 class Server:
     def __init__(self, arguments):
         self.switched = 0
+        self.rate = arguments.rate
         self.server = GstRtspServer.RTSPServer()
         self.server.set_address(arguments.address)
         self.server.set_service(str(arguments.port))
@@ -174,7 +180,7 @@ class Server:
     def configure(self, _factory, media, size_index):
         source = media.get_element().get_by_name_recurse_up("pictures")
         if source is not None:
-            feed = Feed(source, size_index)
+            feed = Feed(source, size_index, self.rate)
             media.connect("unprepared", lambda _media: feed.stop())
 
     def switch(self):
@@ -211,6 +217,7 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--address", default="127.0.0.1")
     parser.add_argument("--port", type=int, default=0)
+    parser.add_argument("--rate", type=int, default=RATE)
     parser.add_argument("--user", default="user")
     parser.add_argument("--password", default="password")
     parser.add_argument("--chosen", default="h264")

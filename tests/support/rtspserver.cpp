@@ -30,11 +30,14 @@ void RtspServer::setCredentials(const QString& newUser, const QString& newPasswo
 
 void RtspServer::setChosen(const QString& mount) { chosen = mount; }
 
+void RtspServer::setPictureRate(int rate) { pictureRate = rate; }
+
 void RtspServer::setFile(const QString& path) { file = path; }
 
 bool RtspServer::start()
 {
     QStringList arguments{VANTOR_TEST_RTSP_SERVER, "--port", QString::number(boundPort)};
+    arguments << "--rate" << QString::number(pictureRate);
     arguments << "--user" << user << "--password" << password << "--chosen" << chosen;
     if (!file.isEmpty())
         arguments << "--file" << file;

@@ -21,6 +21,7 @@
 /// | "sdp_only"  | H.264 whose parameter sets are in the description and never among the packets    |
 /// | "switch"    | H.264 whose size changes in mid-stream with every switchResolution()             |
 /// | "other_size"| as "h264", 400x304                                                               |
+/// | "copy1" to "copy8" | as "h264_pcma" (odd) and "h264_pcmu" (even), a stream for each client         |
 /// | "chosen"    | what the mount of setChosen() serves, "h264" unless set                           |
 /// | "file"      | the file of setFile(), once                                                      |
 ///
@@ -40,6 +41,9 @@ public:
 
     /// What the mount "chosen" serves, the name of one of the other live mounts, for the next start.
     void setChosen(const QString& mount);
+
+    /// Pictures a second of the live mounts, 25 unless set, for the next start.
+    void setPictureRate(int rate);
 
     /// The media file of the mount "file", for the next start.
     void setFile(const QString& path);
@@ -80,5 +84,6 @@ private:
     QString password;
     QString chosen;
     QString file;
+    int pictureRate = 25;
     quint16 boundPort = 0;
 };
