@@ -35,6 +35,7 @@ void FFmpegVideoThread::Source::close()
     videoIndex = -1;
     audioIndex = -1;
     packet.reset();
+    assembler.reset();
     resampler.reset();
     decodedFrame.reset();
     audioFrame.reset();
@@ -162,6 +163,7 @@ void FFmpegVideoThread::run()
     }
 
     const bool isReopenAsked = loop == Loop::Reconnect || (errorCount >= 2 && readTimeout >= 1);
+    saveLastPicture();
     stopAllFiles();
     reopening = isReopenAsked && !isStopAsked();
     closeSource();
@@ -260,26 +262,87 @@ FFmpegVideoThread::Loop FFmpegVideoThread::handlePacket(AVPacket* packet)
     if (paced)
         paceAndReport(packet);
 
-    const bool isVideo = packet->stream_index == source->videoIndex;
-    const bool isVideoKey = isVideo && (packet->flags & AV_PKT_FLAG_KEY) != 0;
     Loop loop = Loop::Continue;
-    // A paused live source is read on, so that nothing piles up; its picture goes on at the next key frame.
-    if (displayCount < 1 || (isPause && !paced))
-        keyFrameSeen = false;
-    else if (!keyFrameSeen)
-        keyFrameSeen = isVideoKey;
-
-    if (keyFrameSeen && isVideo)
-        loop = decodeVideo(packet);
-    else if (keyFrameSeen && packet->stream_index == source->audioIndex)
-        decodeAudio(packet);
-    if (loop != Loop::Continue) // of another size or codec, it belongs to the next file
-        return loop;
-    saveMP4(packet, isVideoKey);
+    if (source->assembler && packet->stream_index == source->videoIndex)
+        loop = handlePiece(packet);
+    else
+        loop = showAndSave(packet);
 
     // The time that the displays took is not the source's.
     updateTime();
     return loop;
+}
+
+FFmpegVideoThread::Loop FFmpegVideoThread::handlePiece(const AVPacket* piece)
+{
+    source->assembler->add(piece);
+    const Loop loop = handleWholePicture();
+    if (loop != Loop::Continue)
+        return loop;
+    const AvPacketPtr early = source->assembler->takeEarly();
+    if (!early)
+        return Loop::Continue;
+    source->isGuess = source->assembler->isFirst();
+    const Loop shown = show(early.get());
+    source->isGuess = false;
+    return shown;
+}
+
+FFmpegVideoThread::Loop FFmpegVideoThread::handleWholePicture()
+{
+    const std::optional<PictureAssembler::WholePicture> whole = source->assembler->takeWhole();
+    if (!whole)
+        return Loop::Continue;
+    AVPacket* picture = whole->packet.get();
+    if (!whole->wasEarly)
+        return showAndSave(picture);
+    if (whole->wasTooSoon) {
+        // The decoder has taken a part for the whole. A key frame mends that, this one or the next.
+        avcodec_flush_buffers(source->videoCtx.get());
+        keyFrameSeen = false;
+        if (isKeyPicture(picture))
+            return showAndSave(picture);
+    }
+    saveMP4(picture, isKeyPicture(picture));
+    return Loop::Continue;
+}
+
+void FFmpegVideoThread::saveLastPicture()
+{
+    if (!source->assembler || !isOk)
+        return;
+    source->assembler->finish();
+    const std::optional<PictureAssembler::WholePicture> whole = source->assembler->takeWhole();
+    if (whole && whole->wasEarly && !whole->wasTooSoon) // it was shown, so it is recorded
+        saveMP4(whole->packet.get(), isKeyPicture(whole->packet.get()));
+}
+
+bool FFmpegVideoThread::isKeyPicture(const AVPacket* packet) const
+{
+    return packet->stream_index == source->videoIndex && (packet->flags & AV_PKT_FLAG_KEY) != 0;
+}
+
+FFmpegVideoThread::Loop FFmpegVideoThread::showAndSave(AVPacket* packet)
+{
+    const Loop loop = show(packet);
+    if (loop == Loop::Continue) // of another size or codec, it belongs to the next file
+        saveMP4(packet, isKeyPicture(packet));
+    return loop;
+}
+
+FFmpegVideoThread::Loop FFmpegVideoThread::show(const AVPacket* packet)
+{
+    // A paused live source is read on, so that nothing piles up; its picture goes on at the next key frame.
+    if (displayCount < 1 || (isPause && !paced))
+        keyFrameSeen = false;
+    else if (!keyFrameSeen)
+        keyFrameSeen = isKeyPicture(packet);
+
+    if (keyFrameSeen && packet->stream_index == source->videoIndex)
+        return decodeVideo(packet);
+    if (keyFrameSeen && packet->stream_index == source->audioIndex)
+        decodeAudio(packet);
+    return Loop::Continue;
 }
 
 void FFmpegVideoThread::waitWhilePaused()
@@ -363,10 +426,13 @@ FFmpegVideoThread::Loop FFmpegVideoThread::decodeVideo(const AVPacket* packet)
 
     const AVCodecContext* context = source->videoCtx.get();
     if (context->codec_id != source->videoCodecId || context->width != videoWidth || context->height != videoHeight) {
+        source->isMisdescribed = true;
         isOk = false;
         return Loop::Reconnect;
     }
-    if (!isBeforeTarget())
+    // Of a picture that was taken for whole too soon the decoder has made up the rest; the picture itself follows.
+    const bool isMadeUp = source->isGuess && source->decodedFrame->decode_error_flags != 0;
+    if (!isMadeUp && !isBeforeTarget())
         deliverPicture();
     return Loop::Continue;
 }

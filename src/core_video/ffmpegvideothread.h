@@ -45,7 +45,9 @@ public:
     void setPaced(bool enable);
     bool getPaced() const;
 
-    /// Whether the analysis of the streams ends as soon as codec, size and sound format are known. Default false.
+    /// Whether pictures are shown as soon as they can be: the analysis of the streams ends as soon as codec, size and
+    /// sound format are known, and a picture that an RTSP server sends in H.264 is decoded when its last packet has come,
+    /// not when the next picture begins. Default false. Recordings are the same either way.
     void setFastStart(bool enable);
     bool getFastStart() const;
     /// @}
@@ -90,6 +92,12 @@ private:
     void closeSource();
     Loop finishRead(int result);
     Loop handlePacket(AVPacket* packet);
+    Loop handlePiece(const AVPacket* piece);
+    Loop handleWholePicture();
+    void saveLastPicture();
+    Loop showAndSave(AVPacket* packet);
+    Loop show(const AVPacket* packet);
+    bool isKeyPicture(const AVPacket* packet) const;
     void waitWhilePaused();
     void paceAndReport(const AVPacket* packet);
     void seekIfAsked();
@@ -101,6 +109,7 @@ private:
     bool initInput();
     bool openInput();
     void limitAnalysis();
+    bool believeDescription();
     bool initVideo();
     bool openVideoDecoder();
     bool readPictureFormat();

@@ -2,11 +2,16 @@
 // closes the source before the next attempt.
 
 #include "core_ffmpeg/ffmpeghelper.h"
+#include "core_ffmpeg/h264parameters.h"
 #include "core_video/ffmpegvideothread_p.h"
 #include "core_videobase/clock.h"
 #include "core_videobase/shownaddress.h"
 
 #include <QLoggingCategory>
+
+#include <cstring>
+#include <optional>
+#include <utility>
 
 extern "C" {
 #include <libavdevice/avdevice.h>
@@ -30,6 +35,39 @@ QString failure(const char* head, const QString& message, const QString& url)
 int wholeRate(AVRational rate) { return rate.den == 0 ? 0 : rate.num / rate.den; }
 
 bool isUsualRate(int rate) { return rate >= 1 && rate <= highestFrameRate; }
+
+/// Whether FFmpeg's RTP receiver makes whole frames of this sound, without a parser.
+bool comesInWholeFrames(AVCodecID codec)
+{
+    switch (codec) {
+    case AV_CODEC_ID_PCM_MULAW:
+    case AV_CODEC_ID_PCM_ALAW:
+    case AV_CODEC_ID_ADPCM_G726:
+    case AV_CODEC_ID_ADPCM_G726LE:
+    case AV_CODEC_ID_AAC:
+    case AV_CODEC_ID_OPUS: return true;
+    default: return false;
+    }
+}
+
+std::optional<H264Parameters> describedPicture(const AVCodecParameters* parameters)
+{
+    if (!parameters->extradata || parameters->extradata_size < 1)
+        return std::nullopt;
+    return H264Parameters::read(parameters->extradata, static_cast<size_t>(parameters->extradata_size));
+}
+
+void setPictureFormat(const H264Parameters& described, AVStream* stream)
+{
+    AVCodecParameters* parameters = stream->codecpar;
+    parameters->width = described.width;
+    parameters->height = described.height;
+    parameters->profile = described.profile;
+    parameters->level = described.level;
+    parameters->format = described.isFullRange ? AV_PIX_FMT_YUVJ420P : AV_PIX_FMT_YUV420P;
+    if (stream->avg_frame_rate.num == 0)
+        stream->avg_frame_rate = {described.rateNumerator, described.rateDenominator};
+}
 
 int scalingOf(DecodeType type)
 {
@@ -97,6 +135,8 @@ bool FFmpegVideoThread::initInput()
     AVFormatContext* input = source->formatCtx.get();
     if (fastStart)
         limitAnalysis();
+    if (fastStart && believeDescription())
+        input->flags |= AVFMT_FLAG_NOPARSE;
     const int result = avformat_find_stream_info(input, nullptr);
     if (result < 0) {
         qCCritical(lcOpen).noquote() << failure("找流失败", "错误: " + FFmpegHelper::getError(result), getVideoUrl());
@@ -115,6 +155,32 @@ void FFmpegVideoThread::limitAnalysis()
     // What was read stays queued in the input, so nothing is lost.
     source->formatCtx->fps_probe_size = 0;
     source->formatCtx->max_ts_probe = 0;
+}
+
+/// Takes the picture's format from the server's description, so that the analysis has nothing to wait for, and has this
+/// thread put the pictures together. False where the description doesn't say enough, or was wrong the last time.
+bool FFmpegVideoThread::believeDescription()
+{
+    const AVFormatContext* input = source->formatCtx.get();
+    const bool wasWrong = std::exchange(source->isMisdescribed, false);
+    if (wasWrong || std::strcmp(input->iformat->name, "rtsp") != 0)
+        return false;
+
+    AVStream* video = nullptr;
+    for (unsigned i = 0; i < input->nb_streams; ++i) {
+        AVStream* stream = input->streams[i];
+        const AVCodecParameters* parameters = stream->codecpar;
+        if (parameters->codec_id == AV_CODEC_ID_H264 && !video)
+            video = stream;
+        else if (parameters->codec_type != AVMEDIA_TYPE_DATA && !comesInWholeFrames(parameters->codec_id))
+            return false;
+    }
+    const std::optional<H264Parameters> described = video ? describedPicture(video->codecpar) : std::nullopt;
+    if (!described)
+        return false;
+    setPictureFormat(*described, video);
+    source->assembler = std::make_unique<PictureAssembler>(video->codecpar);
+    return true;
 }
 
 bool FFmpegVideoThread::openInput()

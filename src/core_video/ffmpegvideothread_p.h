@@ -2,10 +2,12 @@
 
 #include "core_ffmpeg/ffmpegcompat.h"
 #include "core_ffmpeg/ffmpegptr.h"
+#include "core_ffmpeg/pictureassembler.h"
 #include "core_ffmpeg/pictureconverter.h"
 #include "core_video/ffmpegvideothread.h"
 
 #include <array>
+#include <memory>
 #include <vector>
 
 /// Paces a source that is not live: knows which moment of the clock belongs to which moment of the source.
@@ -48,6 +50,8 @@ struct FFmpegVideoThread::Source
     qint64 openStartTime = 0; ///< microseconds
 
     AvPacketPtr packet;
+    std::unique_ptr<PictureAssembler> assembler; ///< null where FFmpeg's parsers make whole pictures
+    bool isGuess = false; ///< the picture that is being decoded may not be whole, as nothing is known of the sender yet
     AvFramePtr decodedFrame;
     AvFramePtr audioFrame;
     AvFramePtr transferFrame;
@@ -88,4 +92,7 @@ struct FFmpegVideoThread::Source
     qint64 skipUntil = -1;      ///< milliseconds; pictures before it are decoded and not shown, -1 for none
     qint64 reportedPosition = -1;
     unsigned stopCountAtStart = 0;
+
+    /// Whether the last source's pictures were not as its description said; kept from source to source.
+    bool isMisdescribed = false;
 };

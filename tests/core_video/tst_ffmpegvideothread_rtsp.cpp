@@ -8,6 +8,7 @@
 #include <QElapsedTimer>
 #include <QTest>
 
+#include <algorithm>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -19,6 +20,22 @@ constexpr int stopMs = 2000;
 const QString interruptedRead = "^error count: 1 why: (Immediate exit requested|Input/output error)$";
 const QString readError = "^error count: [123] why: .+";
 const QString openError = "^打开出错 -> 错误: .+ 地址: rtsp://";
+/// Puts the parameter sets of a stream of 704x576 into a server's description, which keeps its length.
+void makeDescriptionStale(char* bytes, size_t count)
+{
+    const QByteArray name("sprop-parameter-sets=");
+    const QByteArray title("s=Session streamed with GStreamer");
+    QByteArray text(bytes, int(count));
+    const int at = text.indexOf(name) + name.size();
+    if (at < name.size() || !text.contains(title))
+        return;
+    const int before = text.size();
+    text.replace(at, text.indexOf(';', at) - at, "Z0LAHtoCwEmwFKDAwNSgAAADACAAAAZR4sXU,aM48gA==");
+    text.replace(title, title.left(title.size() - qMax(0, text.size() - before)).append(qMax(0, before - text.size()), ' '));
+    if (text.size() == before)
+        std::copy(text.begin(), text.end(), bytes);
+}
+
 } // namespace
 
 Q_DECLARE_METATYPE(VideoMode)
@@ -106,6 +123,49 @@ private Q_SLOTS:
             QVERIFY2(probe->events == QStringList({"start", "finish"}), which);
             QCOMPARE(guard->count(QtInfoMsg, terminated(*probe)), 1);
         }
+    }
+
+    void play_showsEveryPictureWhole_whenTheStartIsFast_data()
+    {
+        QTest::addColumn<QString>("mount");
+        QTest::addColumn<QString>("transport");
+        for (const QString mount : {"h264", "h264_pcma", "h264_aac", "h264_slices", "sdp_only", "h265"}) {
+            QTest::newRow(qPrintable(mount + " tcp")) << mount << "tcp";
+            QTest::newRow(qPrintable(mount + " udp")) << mount << "udp";
+        }
+    }
+
+    void play_showsEveryPictureWhole_whenTheStartIsFast()
+    {
+        QFETCH(QString, mount);
+        QFETCH(QString, transport);
+        PlayerProbe probe(server.url(mount));
+        probe.thread.setFastStart(true);
+        probe.thread.setTransport(transport);
+        probe.thread.play();
+        QTRY_VERIFY_WITH_TIMEOUT(probe.pictures >= 40, playMs);
+        QVERIFY(probe.stopAndMeasure() < stopMs);
+        QCOMPARE(probe.badPictures, 0);
+        QCOMPARE(probe.numbers.first() % 10, 0); // begins at a key frame
+        QCOMPARE(probe.numbers.last() - probe.numbers.first(), probe.numbers.size() - 1);
+        QVERIFY(probe.areNumbersRising());
+        QCOMPARE(probe.lastSize, Clips::size);
+        QCOMPARE(probe.thread.getFrameRate(), Clips::frameRate);
+        QCOMPARE(probe.events, QStringList({"start", "finish"}));
+    }
+
+    void play_opensAgainAndStays_whenTheDescriptionIsStale()
+    {
+        const TcpProxy proxy(server.port(), &makeDescriptionStale);
+        PlayerProbe probe(proxy.url(server.url("h264")));
+        probe.thread.setFastStart(true);
+        probe.thread.play();
+        QTRY_VERIFY_WITH_TIMEOUT(probe.pictures >= 40, playMs);
+        QCOMPARE(probe.events, QStringList({"start", "finish", "start"}));
+        QCOMPARE(guard->count(QtInfoMsg, reconnected(probe)), 1);
+        QCOMPARE(probe.lastSize, Clips::size);
+        QCOMPARE(probe.badPictures, 0);
+        QVERIFY(probe.stopAndMeasure() < stopMs);
     }
 
     void play_takesTheTransport_thatItIsTold()

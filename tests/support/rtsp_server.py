@@ -29,6 +29,9 @@ H265_PAY = (f"{VIDEO} ! x265enc tune=zerolatency speed-preset=ultrafast bitrate=
 # The parameter sets are in the description alone and never among the packets.
 H264_SDP_PAY = (f"{H264} option-string=repeat-headers=0 ! video/x-h264,stream-format=avc,alignment=au,profile=baseline "
                 "! rtph264pay name=pay0 pt=96 config-interval=0")
+# Four slices a picture, each in packets of its own. The payloader would put parameter sets before each of them.
+H264_SLICES_PAY = H264_PAY.replace(" key-int-max=10", " key-int-max=10 option-string=slices=4").replace(
+    "config-interval=-1", "config-interval=0 aggregate-mode=none mtu=200")
 TONE = "audiotestsrc is-live=true freq=440 volume=0.5 samplesperbuffer={samples} ! audio/x-raw,rate={rate},channels={channels}"
 PCMA = TONE.format(samples=320, rate=8000, channels=1) + " ! alawenc ! rtppcmapay name={pay} pt=8"
 PCMU_1K = (TONE.format(samples=320, rate=8000, channels=1).replace("freq=440", "freq=1000")
@@ -41,6 +44,7 @@ MOUNTS = {
     "/h264_pcma": H264_PAY + " " + PCMA.format(pay="pay1"),
     "/h264_pcmu": H264_PAY + " " + PCMU_1K,
     "/h264_aac": H264_PAY + " " + AAC,
+    "/h264_slices": H264_SLICES_PAY,
     "/h265": H265_PAY,
     "/h265_pcma": H265_PAY + " " + PCMA.format(pay="pay1"),
     "/audio": PCMA.format(pay="pay0"),

@@ -9,6 +9,7 @@
 #include <atomic>
 #include <limits>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <poll.h>
@@ -33,8 +34,9 @@ struct Connection
 class TcpProxy::Worker
 {
 public:
-    explicit Worker(quint16 targetPort)
-        : target(targetPort)
+    Worker(quint16 targetPort, Edit editor)
+        : edit(std::move(editor))
+        , target(targetPort)
         , listener(Loopback::listen(16))
         , port(Loopback::portOf(listener))
         , thread([this] { run(); })
@@ -118,6 +120,8 @@ private:
             return 0;
         const std::size_t size = static_cast<std::size_t>(std::min<qint64>(most, sizeof buffer));
         const ssize_t got = recv(from.get(), buffer.data(), size, 0);
+        if (got > 0 && edit && &to == &connection.client)
+            edit(buffer.data(), static_cast<size_t>(got));
         if (got <= 0 || (to && !Loopback::sendAll(to, buffer.data(), got, ending))) {
             connection.closed = true;
             return 0;
@@ -125,6 +129,7 @@ private:
         return got;
     }
 
+    const Edit edit;
     const quint16 target;
     const SocketHandle listener;
     std::vector<Connection> connections; // the thread only
@@ -139,7 +144,12 @@ private:
 };
 
 TcpProxy::TcpProxy(quint16 target)
-    : worker(new Worker(target))
+    : TcpProxy(target, Edit())
+{
+}
+
+TcpProxy::TcpProxy(quint16 target, Edit edit)
+    : worker(new Worker(target, std::move(edit)))
 {
 }
 

@@ -2,6 +2,7 @@
 
 #include <QString>
 
+#include <functional>
 #include <memory>
 
 /// A loopback port in front of a server, which can be made to fail as a bad network does.
@@ -14,6 +15,10 @@ class TcpProxy
 public:
     /// @p target is a port of 127.0.0.1; 0 for nobody, a server that never answers.
     explicit TcpProxy(quint16 target = 0);
+
+    /// As above; @p edit may change the bytes that are about to be sent to a client, in place. Called on the proxy's thread.
+    using Edit = std::function<void(char* bytes, size_t count)>;
+    TcpProxy(quint16 target, Edit edit);
 
     /// Closes every connection.
     ~TcpProxy();

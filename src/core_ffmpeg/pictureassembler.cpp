@@ -1,0 +1,178 @@
+#include "core_ffmpeg/pictureassembler.h"
+
+#include "core_ffmpeg/annexb.h"
+
+#include <algorithm>
+
+namespace {
+constexpr int mostMistakes = 3;
+// A first fragment is longer than those that follow it by its start code and header, which FFmpeg has put there.
+constexpr size_t headBytes = 5;
+// Reports of the sender move the time within a picture by less, the next picture is further away. At 90 kHz.
+constexpr qint64 sameTime = 450;
+} // namespace
+
+PictureAssembler::PictureAssembler(const AVCodecParameters* parameters)
+    : context(avcodec_alloc_context3(nullptr))
+    , parser(av_parser_init(parameters->codec_id))
+    , first(makePacket())
+{
+    if (context)
+        avcodec_parameters_to_context(context.get(), parameters);
+    if (parser)
+        parser->flags |= PARSER_FLAG_COMPLETE_FRAMES;
+}
+
+void PictureAssembler::add(const AVPacket* piece)
+{
+    whole.reset();
+    if (piece->size < 1)
+        return;
+    if (!data.empty() && beginsPicture(piece))
+        endPicture();
+    append(piece);
+}
+
+void PictureAssembler::finish()
+{
+    whole.reset();
+    if (!data.empty())
+        endPicture();
+}
+
+bool PictureAssembler::beginsPicture(const AVPacket* piece) const
+{
+    const auto size = static_cast<size_t>(piece->size);
+    const bool isHeadless = !AnnexB::beginsUnit(data.data(), data.size()); // its beginning was lost
+    if (isHeadless && isOfAnotherTime(piece))
+        return true;
+    if (!AnnexB::beginsUnit(piece->data, size))
+        return slices > 0 && isOfAnotherTime(piece);
+    const std::vector<AnnexB::Unit> units = AnnexB::split(piece->data, size);
+    if (slices == 0 || units.empty())
+        return false;
+    constexpr int firstLeading = 6; // supplemental information, parameter sets, delimiter
+    constexpr int lastLeading = 9;
+    const int type = units.front().type();
+    const bool leads = type >= firstLeading && type <= lastLeading;
+    return leads || units.front().isFirstSlice() || (units.front().isSlice() && isOfAnotherTime(piece));
+}
+
+bool PictureAssembler::isOfAnotherTime(const AVPacket* piece) const
+{
+    return piece->pts != AV_NOPTS_VALUE && first->pts != AV_NOPTS_VALUE && qAbs(piece->pts - first->pts) > sameTime;
+}
+
+void PictureAssembler::append(const AVPacket* piece)
+{
+    const auto size = static_cast<size_t>(piece->size);
+    if (data.empty())
+        av_packet_copy_props(first.get(), piece);
+    if (AnnexB::beginsUnit(piece->data, size))
+        appendUnits(piece);
+    else
+        appendFragment(size);
+    data.insert(data.end(), piece->data, piece->data + size);
+}
+
+void PictureAssembler::appendUnits(const AVPacket* piece)
+{
+    const auto size = static_cast<size_t>(piece->size);
+    bool endsInSlice = false;
+    for (const AnnexB::Unit& unit : AnnexB::split(piece->data, size)) {
+        endsInSlice = unit.isSlice();
+        slices += endsInSlice ? 1 : 0;
+    }
+    if (endsInSlice && isEarly)
+        noticeLateSlice();
+    unitBytes = size;
+    // What is as long as a first fragment, or could be, may be one.
+    isUnitOpen = fullBytes == 0 || size == fullBytes;
+}
+
+void PictureAssembler::noticeLateSlice()
+{
+    if (!isTooSoon)
+        ++mistakes;
+    isTooSoon = true;
+}
+
+void PictureAssembler::appendFragment(size_t bytes)
+{
+    // The sender doesn't fill its packets, and so nothing can be told from their lengths.
+    if (unitBytes == 0) // the unit's beginning was lost
+        return;
+    const bool isUneven = !isUnitOpen || bytes + headBytes > unitBytes || (fullBytes != 0 && unitBytes != fullBytes);
+    if ((isEarly && !isTooSoon) || (isUneven && fullBytes != 0 && slices > 0))
+        mistakes = mostMistakes;
+    if (isEarly)
+        isTooSoon = true;
+    fullBytes = unitBytes;
+    isUnitOpen = bytes + headBytes >= unitBytes;
+}
+
+bool PictureAssembler::looksWhole() const
+{
+    return slices > 0 && slices >= usualSlices && !isUnitOpen && mistakes < mostMistakes;
+}
+
+std::optional<PictureAssembler::WholePicture> PictureAssembler::takeWhole()
+{
+    std::optional<WholePicture> taken;
+    taken.swap(whole);
+    return taken;
+}
+
+AvPacketPtr PictureAssembler::takeEarly()
+{
+    if (isEarly || !looksWhole())
+        return nullptr;
+    isEarly = true;
+    return makePicture();
+}
+
+void PictureAssembler::endPicture()
+{
+    if (AvPacketPtr picture = makePicture())
+        whole = WholePicture{std::move(picture), isEarly, isTooSoon};
+    if (slices > 0) {
+        usualSlices = slices;
+        knowsSlices = true;
+    }
+    data.clear();
+    av_packet_unref(first.get());
+    isDescribed = false;
+    unitBytes = 0;
+    slices = 0;
+    isUnitOpen = false;
+    isEarly = false;
+    isTooSoon = false;
+}
+
+AvPacketPtr PictureAssembler::makePicture()
+{
+    AvPacketPtr picture = makePacket();
+    if (!picture || av_new_packet(picture.get(), static_cast<int>(data.size())) < 0)
+        return nullptr;
+    std::copy(data.begin(), data.end(), picture->data);
+    if (!isDescribed)
+        describe(picture.get());
+    av_packet_copy_props(picture.get(), first.get());
+    return picture;
+}
+
+void PictureAssembler::describe(const AVPacket* picture)
+{
+    isDescribed = true;
+    if (!parser || !context)
+        return;
+    quint8* parsed = nullptr;
+    int parsedBytes = 0;
+    av_parser_parse2(parser.get(), context.get(), &parsed, &parsedBytes, picture->data, picture->size, first->pts,
+                     first->dts, -1);
+    const bool isKey = parser->key_frame == 1 || (parser->key_frame == -1 && parser->pict_type == AV_PICTURE_TYPE_I);
+    first->flags = isKey ? AV_PKT_FLAG_KEY : 0;
+    // Pictures that are not shown in the order of their sending have decode times of their own.
+    if (parser->pict_type == AV_PICTURE_TYPE_B)
+        first->dts = AV_NOPTS_VALUE;
+}
