@@ -3,7 +3,10 @@ find_package(Qt5 5.15 REQUIRED COMPONENTS Core Gui Widgets OpenGL Multimedia Net
 
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(FFmpeg REQUIRED IMPORTED_TARGET
-    libavformat>=58 libavcodec>=58 libavdevice>=58 libavutil>=56 libswscale>=5 libswresample>=3)
+    libavformat>=58 libavcodec>=58 libavutil>=56 libswscale>=5 libswresample>=3)
+
+# Loaded when the first capture device is asked for, and so not linked: it brings some sixty other libraries along.
+pkg_check_modules(AvDevice REQUIRED libavdevice>=58)
 
 find_path(FAAC_INCLUDE_DIR faac.h)
 find_library(FAAC_LIBRARY faac)

@@ -25,8 +25,9 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libvantor${PROJECT_VERSION_MAJOR})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "The shared libraries.")
-# Sound comes through plug-ins, which nothing links.
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS libqt5multimedia5-plugins)
+# Sound comes through plug-ins, which nothing links, and capture devices through a library that is loaded when it is needed.
+string(REGEX MATCH "^[0-9]+" avdevice_major "${AvDevice_VERSION}")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "libqt5multimedia5-plugins, libavdevice${avdevice_major}")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libvantor-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)

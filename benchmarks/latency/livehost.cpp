@@ -41,15 +41,15 @@ int LiveHost::run(int argc, char** argv)
         widget.setUrl(arguments.at(2));
         widget.setVideoMode(VideoMode(arguments.at(3).toInt()));
         widget.setTransport(arguments.at(4));
-        widget.show();
         QSocketNotifier input(fileno(stdin), QSocketNotifier::Read);
         if (arguments.contains("--wait")) {
             std::setvbuf(stdin, nullptr, _IONBF, 0);
             QObject::connect(&input, &QSocketNotifier::activated, &widget, [&widget] { obey(widget); });
         } else {
             input.setEnabled(false);
-            widget.start();
+            widget.start(); // connects while the window is made
         }
+        widget.show();
         result = QApplication::exec();
     }
     Vantor::release();

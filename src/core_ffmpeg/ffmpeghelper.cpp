@@ -1,5 +1,6 @@
 #include "core_ffmpeg/ffmpeghelper.h"
 
+#include "core_ffmpeg/capturedevices.h"
 #include "core_ffmpeg/ffmpegcompat.h"
 #include "core_ffmpeg/ffmpegptr.h"
 #include "core_videobase/abstractvideothread.h"
@@ -20,7 +21,6 @@
 #include <atomic>
 
 extern "C" {
-#include <libavdevice/avdevice.h>
 #include <libavutil/mathematics.h>
 }
 
@@ -68,7 +68,7 @@ void reportDecodeError(AbstractVideoThread* thread, bool isVideo, const char* st
 /// Opens an address for the sake of what the input format writes to FFmpeg's log; the open is expected to fail.
 void openForListing(const QString& format, const QString& address, const char* option)
 {
-    avdevice_register_all();
+    CaptureDevices::registerAll();
     FormatInputPtr context(avformat_alloc_context());
     AvDictionary options;
     if (option)

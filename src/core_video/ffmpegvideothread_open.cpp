@@ -1,6 +1,7 @@
 // One open attempt of FFmpegVideoThread, from the address to open decoders. A step that fails closes nothing: the loop
 // closes the source before the next attempt.
 
+#include "core_ffmpeg/capturedevices.h"
 #include "core_ffmpeg/ffmpeghelper.h"
 #include "core_ffmpeg/h264parameters.h"
 #include "core_video/ffmpegvideothread_p.h"
@@ -14,7 +15,6 @@
 #include <utility>
 
 extern "C" {
-#include <libavdevice/avdevice.h>
 #include <libavutil/hwcontext.h>
 }
 
@@ -192,7 +192,7 @@ bool FFmpegVideoThread::openInput()
     FFmpegInputFormat* format = nullptr;
     const QString formatName = getInputFormat();
     if (!formatName.isEmpty()) {
-        avdevice_register_all();
+        CaptureDevices::registerAll();
         format = av_find_input_format(formatName.toUtf8().constData());
         // Without a format FFmpeg would guess one, and read a device as if it were a file.
         if (!format)

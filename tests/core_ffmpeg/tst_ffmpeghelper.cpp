@@ -8,6 +8,7 @@
 
 #include <QDir>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QMutex>
 #include <QTemporaryFile>
 #include <QTest>
@@ -534,6 +535,17 @@ private Q_SLOTS:
         FFmpegHelper::delay(clock, clock.microseconds() - 1000000 + ahead, 90000, AVRational{1, 90000});
         QTEST(clock.slept(), "waited");
         QCOMPARE(clock.sleepCount(), clock.slept() > 0 ? 1 : 0);
+    }
+
+    void captureDevices_areLoaded_whenTheyAreAskedFor()
+    {
+        const auto isLoaded = [] {
+            QFile maps("/proc/self/maps");
+            return maps.open(QIODevice::ReadOnly) && maps.readAll().contains("/libavdevice.so");
+        };
+        QVERIFY(!isLoaded());
+        FFmpegHelper::listDevices("lavfi");
+        QVERIFY(isLoaded());
     }
 
     void listDevices_writesToFFmpegsLog()
