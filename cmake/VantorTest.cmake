@@ -3,7 +3,7 @@
 #
 # A QtTest program run by CTest, each on an X server of its own with Mesa's software OpenGL unless NO_DISPLAY is given.
 # For Windows only the tests that VANTOR_WINDOWS_TESTS names are built, and those of them run that VANTOR_NOT_UNDER_WINE
-# does not name.
+# does not name. The label "wine-10" is for those that older versions of Wine can't pass, "wine" for all others.
 #
 # STANDALONE leaves the library and the test support out, for a program that loads and unloads the library. Its leaks are
 # not looked for: those of the libraries below ours are in modules that have no name any more.
@@ -73,6 +73,11 @@ function(vantor_add_windows_test name timeout)
         return()
     endif()
     add_test(NAME ${name} COMMAND ${name})
+    if(name IN_LIST VANTOR_NOT_UNDER_OLD_WINE)
+        set(label wine-10)
+    else()
+        set(label wine)
+    endif()
     set_tests_properties(${name} PROPERTIES
-        TIMEOUT ${timeout} LABELS wine WORKING_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+        TIMEOUT ${timeout} LABELS ${label} WORKING_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
 endfunction()

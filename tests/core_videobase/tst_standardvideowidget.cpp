@@ -159,7 +159,7 @@ private Q_SLOTS:
         QVERIFY(!widget.start());
         QCOMPARE(guard->count(QtCriticalMsg, "create video thread fail"), 1);
         for (const MessageGuard::Message& message : guard->messages()) {
-            if (message.type == QtCriticalMsg)
+            if (message.text == "create video thread fail")
                 QVERIFY(message.file.contains("core_videobase/standardvideowidget"));
         }
         QVERIFY(!widget.getIsRunning());

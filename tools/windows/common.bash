@@ -21,6 +21,11 @@ die() {
     exit 1
 }
 
+# The first number of the version of the Wine that with-wine runs.
+wine_version() {
+    "$root/tools/windows/with-wine" --version | sed 's/^wine-\([0-9]*\).*/\1/'
+}
+
 # source_package <name>: the distribution's source package in $sources/<name>, with the distribution's patches.
 source_package() {
     [ -d "$sources/$1" ] && return
