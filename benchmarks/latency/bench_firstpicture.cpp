@@ -1,7 +1,7 @@
 // How long after its start a player shows the first picture of a live stream. README.md in benchmarks/ says how that is
 // seen.
 //
-//     bench_firstpicture [rounds, 5]
+//     bench_firstpicture [rounds, 5] [part of a system's name]...
 //
 // Exit status 1 when libvantor is not the fastest of the run, 2 when there was nothing to measure.
 
@@ -15,6 +15,7 @@
 #include <QCoreApplication>
 #include <QMap>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <memory>
@@ -32,9 +33,16 @@ struct System
     bool isRunningHost;
     QString version;
     std::array<Spread, offsets.size()> seconds{};
+    bool isGivenUp = false; ///< it has shown nothing
 };
 
-QVector<System> allSystems()
+bool isChosen(const QString& name, const QStringList& texts)
+{
+    const auto isIn = [&name](const QString& text) { return name.contains(text, Qt::CaseInsensitive); };
+    return texts.isEmpty() || std::any_of(texts.begin(), texts.end(), isIn);
+}
+
+QVector<System> allSystems(const QStringList& only)
 {
     QVector<System> systems{
         {Player::host("libvantor, OpenGL, new process", 2, "tcp"), false, {}},
@@ -50,6 +58,8 @@ QVector<System> allSystems()
         {Player::vlc("VLC, network-caching=0", {"--network-caching=0"}), false, {}},
         {Player::vlc("VLC", {}), false, {}},
     };
+    const auto isLeftOut = [&only](const System& system) { return !isChosen(system.player.name, only); };
+    systems.erase(std::remove_if(systems.begin(), systems.end(), isLeftOut), systems.end());
     for (System& system : systems)
         system.version = system.player.version();
     return systems;
@@ -112,6 +122,9 @@ void takeTurn(System& system, StampedServer& server, VirtualScreen& screen)
     for (size_t i = 0; i < offsets.size(); ++i) {
         server.setKeyOffset(offsets.at(i));
         const double seconds = measure(system, host.get(), server, screen);
+        system.isGivenUp = seconds < 0 && system.seconds.at(i).count() == 0;
+        if (system.isGivenUp)
+            return;
         if (seconds >= 0)
             system.seconds.at(i).add(seconds);
     }
@@ -161,10 +174,10 @@ int main(int argc, char** argv)
     StampedServer server;
     if (rounds < 1 || !screen.start() || !server.start())
         return 2;
-    QVector<System> systems = allSystems();
+    QVector<System> systems = allSystems(application.arguments().mid(2));
     for (int round = 0; round < rounds; ++round) {
         for (System& system : systems) {
-            if (!system.version.isEmpty())
+            if (!system.version.isEmpty() && !system.isGivenUp)
                 takeTurn(system, server, screen);
         }
     }

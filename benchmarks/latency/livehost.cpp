@@ -7,6 +7,7 @@
 #include <QSocketNotifier>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 namespace {
@@ -29,6 +30,9 @@ bool LiveHost::isAsked(int argc, char** argv) { return argc >= 5 && std::strcmp(
 int LiveHost::run(int argc, char** argv)
 {
     qputenv("QT_LOGGING_RULES", qgetenv("VANTOR_HOST_LOG").isEmpty() ? "*=false" : "");
+    const bool hasPainter = std::atoi(argv[3]) == VideoMode_Image;
+    if (hasPainter)
+        qputenv("QT_XCB_GL_INTEGRATION", "none"); // Qt would load OpenGL with the first window
     QApplication application(argc, argv);
     const QStringList arguments = application.arguments();
     if (!Vantor::init())

@@ -20,16 +20,15 @@ import time
 import gi
 
 gi.require_version("Gst", "1.0")
-gi.require_version("GstRtsp", "1.0")
 gi.require_version("GstRtspServer", "1.0")
 gi.require_version("GstVideo", "1.0")
-from gi.repository import GLib, Gst, GstRtsp, GstRtspServer, GstVideo  # noqa: E402
+from gi.repository import GLib, Gst, GstRtspServer, GstVideo  # noqa: E402
 
 WIDTH, HEIGHT, RATE, GROUP = 704, 576, 25, 50
 BLOCK, STAMP_TOP = 16, 64
 NUMBER_BITS, TIME_BITS, TIME_UNIT_US = 16, 26, 100
-# A client that has just begun to play is sent what is taken this long after its request: its answer is on the way.
-JOIN_US = 10000
+# The first picture for a client is taken this long after it was told that it plays.
+JOIN_US = 5000
 
 PICTURES = "appsrc name=pictures is-live=true format=time do-timestamp=true max-buffers=4 leaky-type=downstream"
 H264 = (f"{PICTURES} caps=video/x-raw,format=I420,width={WIDTH},height={HEIGHT},framerate={RATE}/1 "
@@ -151,12 +150,11 @@ class Server:
 
     def follow(self, _server, client):
         if self.is_kept:
-            client.connect("pre-play-request", self.report)
+            client.connect("play-request", self.report)  # after the answer
 
     def report(self, _client, _context):
         key = self.camera.join(self.offset)
         print(f"play {GLib.get_monotonic_time()} {key}", flush=True)
-        return GstRtsp.RTSPStatusCode.OK
 
     def run(self):
         loop = GLib.MainLoop()
