@@ -13,7 +13,10 @@
 
 namespace {
 Q_LOGGING_CATEGORY(lcUrl, "vantor.url.widget")
-}
+
+/// After an open that failed. A camera that is back is to be seen again within three seconds, key frame included.
+constexpr int pauseBetweenOpensMs = 500;
+} // namespace
 
 UrlVideoWidget::UrlVideoWidget(QWidget* parent)
     : StandardVideoWidget(parent)
@@ -129,6 +132,7 @@ bool UrlVideoWidget::createVideoThread()
     thread->setVideoMode(widgetPara.videoMode);
     thread->setHardware(videoPara.hardware);
     thread->setConnectTimeout(videoPara.connectTimeout);
+    thread->setOpenSleepTime(pauseBetweenOpensMs);
     thread->setReadTimeout(address.type == FFmpegHelper::Source_Network ? videoPara.readTimeout : 0);
     if (address.type == FFmpegHelper::Source_Device) {
         thread->setVideoSize(address.size);

@@ -7,7 +7,8 @@ class FFmpegVideoThread;
 /// Shows any address: rtsp and other network addresses, files and capture devices.
 ///
 /// setUrl(), start(), and the picture appears when the source is open. A network source that can't be opened is tried
-/// again, and one that is lost comes back by itself (unless the read time-out of the VideoPara is 0), until stop().
+/// again half a second later, and one that is lost comes back by itself (unless the read time-out of the VideoPara is 0),
+/// until stop().
 /// Files are played once, in real time, and can be paused, positioned and played at other speeds. Sound needs no call.
 ///
 /// The widget is made for VideoMode_Opengl, which it is set to when it is created; setVideoMode() chooses another.

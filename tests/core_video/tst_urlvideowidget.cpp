@@ -299,6 +299,9 @@ void TestUrlVideoWidget::rtsp_isStarted_beforeItsServer()
     server.kill();
     QVERIFY(widget);
     QVERIFY(widget->start());
+    const AbstractVideoThread* thread = widget->findChild<AbstractVideoThread*>();
+    QVERIFY(thread);
+    QCOMPARE(thread->getOpenSleepTime(), 500); // not the thread's own three seconds
     QTest::qWait(1000);
     QVERIFY(server.start());
     QVERIFY(waitForNewPicture(widget.get(), -1));
