@@ -232,7 +232,8 @@ Renderer* AbstractVideoWidget::takeFrame(Renderer* renderer, int width, int heig
         return nullptr;
     }
     zoom->setImageRect(QRectF(0, 0, width, height));
-    applyView();
+    // The renderer repaints itself; what lies around and above it has not changed.
+    renderers->setViewRect(zoom->normalizedView(), zoom->viewRect());
     return renderer;
 }
 
