@@ -21,6 +21,7 @@ Q_LOGGING_CATEGORY(lcLoop, "vantor.ffmpeg.loop")
 constexpr int mostReadErrors = 3;
 constexpr int defaultTimeoutMs = 3000;
 constexpr qint64 waitSliceUs = 20000;
+constexpr int mostImagesUnderWay = 3;
 constexpr qint64 longestPaceGapUs = 10 * AV_TIME_BASE;
 constexpr qint64 fallenBehindUs = AV_TIME_BASE;
 constexpr qint64 positionStepMs = 200;
@@ -338,6 +339,8 @@ FFmpegVideoThread::Loop FFmpegVideoThread::show(const AVPacket* packet)
     else if (!keyFrameSeen)
         keyFrameSeen = isKeyPicture(packet);
 
+    if (isPause)
+        deliverAgainWhilePaused();
     if (keyFrameSeen && packet->stream_index == source->videoIndex)
         return decodeVideo(packet);
     if (keyFrameSeen && packet->stream_index == source->audioIndex)
@@ -351,8 +354,10 @@ void FFmpegVideoThread::waitWhilePaused()
     const bool isJumping = source->skipUntil >= 0 && displayCount >= 1;
     if (!paced || !isPause || isJumping)
         return;
-    while (isPause && paced && !isStopAsked() && askedPosition < 0)
+    while (isPause && paced && !isStopAsked() && askedPosition < 0) {
+        deliverAgainWhilePaused();
         clock.load()->sleep(waitSliceUs);
+    }
     source->playClock.reset();
     updateTime();
 }
@@ -503,12 +508,51 @@ void FFmpegVideoThread::deliverImage()
             return;
         picture = source->transferFrame.get();
     }
-    const QImage image = toImage(picture);
+    if (isSnap)
+        writeSnapshot(toImage(picture));
+    // Images wait in the display's queue; behind a display that has no time for them they would fill the memory.
+    const bool isOneShowing = isOneDisplayShowing();
+    if (isOneShowing && imagesUnderWay >= mostImagesUnderWay)
+        return;
+    source->shrunkTimes = shrinkingFor(picture);
+    const QImage image = toShrunkImage(picture, source->shrunkTimes);
     if (image.isNull())
         return;
-    if (isSnap)
-        writeSnapshot(image);
     Q_EMIT receiveImage(image, 0);
+    if (isOneShowing)
+        countImageUnderWay();
+}
+
+/// The picture that stands still, when the display has come to need more of it than it got.
+void FFmpegVideoThread::deliverAgainWhilePaused()
+{
+    const AVFrame* picture = source->decodedFrame.get();
+    if (source->shrunkTimes > 0 && picture && picture->buf[0] && videoMode == VideoMode_Image
+        && shrinkingFor(picture) < source->shrunkTimes)
+        deliverImage();
+}
+
+/// How often a picture is to be halved before its colours are converted.
+int FFmpegVideoThread::shrinkingFor(const AVFrame* picture) const
+{
+    const QSize painted = paintedSize;
+    if (rotate != 0 || !isOneDisplayShowing())
+        return 0;
+    return PictureHalver::timesFor(picture, painted.width(), painted.height());
+}
+
+/// Whether the display that has said how large it paints is the only one that gets the images.
+bool FFmpegVideoThread::isOneDisplayShowing() const
+{
+    return !paintedSize.load().isEmpty() && receivers(SIGNAL(receiveImage(QImage, int))) == 1;
+}
+
+/// The display's queue is served in order: when the count is taken back, the image before it has arrived.
+void FFmpegVideoThread::countImageUnderWay()
+{
+    ++imagesUnderWay;
+    QMetaObject::invokeMethod(
+        this, [this] { --imagesUnderWay; }, Qt::QueuedConnection);
 }
 
 void FFmpegVideoThread::deliverSurface()
@@ -540,6 +584,18 @@ QImage FFmpegVideoThread::toImage(const AVFrame* picture)
                        [](void* frame) { FFmpegHelper::freeFrame(static_cast<AVFrame*>(frame)); }, held);
     const int angle = rotate;
     return angle == 0 ? image : image.transformed(QTransform().rotate(angle));
+}
+
+QImage FFmpegVideoThread::toShrunkImage(const AVFrame* picture, int times)
+{
+    if (times == 0)
+        return toImage(picture);
+    const AvFramePtr half = source->halver.halve(picture, times);
+    if (!half)
+        return {};
+    QImage image = toImage(half.get());
+    image.setDevicePixelRatio(1.0 / (1 << times));
+    return image;
 }
 
 void FFmpegVideoThread::writeSnapshot(const QImage& image)

@@ -141,8 +141,13 @@ private:
     void deliverPicture();
     void deliverPlanes();
     void deliverImage();
+    void deliverAgainWhilePaused();
+    int shrinkingFor(const AVFrame* picture) const;
+    bool isOneDisplayShowing() const;
+    void countImageUnderWay();
     void deliverSurface();
     QImage toImage(const AVFrame* picture);
+    QImage toShrunkImage(const AVFrame* picture, int times);
     void writeSnapshot(const QImage& image);
 
     std::atomic<bool> addressTest{true};
@@ -152,6 +157,7 @@ private:
     std::atomic<double> speed{1.0};
     std::atomic<qint64> askedPosition{-1};
     std::atomic<bool> reopening{false};
+    std::atomic<int> imagesUnderWay{0}; // to the display
 
     /// What belongs to the open source; video thread.
     std::unique_ptr<Source> source;

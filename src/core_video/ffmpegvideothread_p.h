@@ -4,6 +4,7 @@
 #include "core_ffmpeg/ffmpegptr.h"
 #include "core_ffmpeg/pictureassembler.h"
 #include "core_ffmpeg/pictureconverter.h"
+#include "core_ffmpeg/picturehalver.h"
 #include "core_video/ffmpegvideothread.h"
 
 #include <array>
@@ -59,6 +60,8 @@ struct FFmpegVideoThread::Source
 
     PictureConverter yuvConverter{AV_PIX_FMT_YUV420P};
     PictureConverter rgbConverter{AV_PIX_FMT_BGRA};
+    PictureHalver halver;
+    int shrunkTimes = 0; ///< how often the image that was delivered last was halved
     SwrContextPtr resampler;
     AudioInput resamplerInput;
     std::vector<quint8> audioBuffer;

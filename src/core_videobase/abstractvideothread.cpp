@@ -192,6 +192,8 @@ void AbstractVideoThread::setVideoSize(const QString& size)
     videoHeight = parts.at(1).toInt();
 }
 
+void AbstractVideoThread::setPaintedSize(const QSize& pixels) { paintedSize = pixels; }
+
 void AbstractVideoThread::setClock(Clock* other) { clock = other ? other : &Clock::system(); }
 
 int AbstractVideoThread::getVideoWidth() const { return videoWidth; }

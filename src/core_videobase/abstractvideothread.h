@@ -9,6 +9,7 @@
 #include <QImage>
 #include <QMutex>
 #include <QPointer>
+#include <QSize>
 #include <QThread>
 #include <QVector>
 
@@ -123,6 +124,11 @@ public:
     void setSnapPreview(bool preview);
     /// "WIDTHxHEIGHT" or "WIDTH*HEIGHT"; another text leaves the picture size as it was.
     void setVideoSize(const QString& size);
+    /// How large the display that shows this thread paints pictures of VideoMode_Image, in pixels; empty, which it is at
+    /// first, asks for all that there is. Where that display is the only receiver of receiveImage(), a picture that is at
+    /// least twice as large in both directions may come shrunk, with a device pixel ratio of 1/2, 1/4 and so on, so that
+    /// its logical size is the source's, and pictures are left out while the receiver falls behind. Any thread.
+    void setPaintedSize(const QSize& pixels);
     /// The clock that pacing and time-outs go by; it must outlive the thread. Null restores the real one.
     void setClock(Clock* clock);
     /// @}
@@ -290,6 +296,7 @@ protected:
     std::atomic<int> videoHeight{0};
     std::atomic<int> frameRate{0};
     std::atomic<int> rotate{0};
+    std::atomic<QSize> paintedSize{QSize()};
     std::atomic<int> sampleRate{8000};
     std::atomic<int> channelCount{1};
     std::atomic<int> audioProfile{1};

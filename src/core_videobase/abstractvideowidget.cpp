@@ -273,7 +273,8 @@ void AbstractVideoWidget::receiveImage(QImage received, int)
     }
     const bool coversPicture = image.isNull();
     image = widgetPara.copyImage ? received.copy() : received;
-    zoom->setImageRect(image.rect());
+    zoom->setImageRect(imageRect());
+    tellPaintedSize(); // a thread that several widgets share may have been told another one's
     if (coversPicture)
         refreshOverlay();
     update();

@@ -272,6 +272,8 @@ private:
     bool drawsNatively() const;
     bool isPictureNative() const;
     void readThread();
+    void tellPaintedSize();
+    QRectF imageRect() const;
     void layoutChildren();
     void layoutBanner();
     void layoutRenderers();

@@ -2,6 +2,7 @@
 
 #include "core_videobase/abstractvideothread.h"
 #include "core_videobase/bannerwidget.h"
+#include "core_videobase/digitalzoom.h"
 #include "core_videobase/fittedrect.h"
 #include "core_videobase/overlaypainter.h"
 #include "core_videobase/videolayer.h"
@@ -70,9 +71,19 @@ void AbstractVideoWidget::layoutChildren()
     videoRect = fillsWidget ? rect() : fittedRect(source, rect(), widgetPara.borderWidth, widgetPara.scaleMode);
     hwndWidget->setGeometry(videoRect);
     osdWidget->setGeometry(rect());
+    tellPaintedSize();
     layoutBanner();
     layoutRenderers();
     refreshOverlay();
+}
+
+/// Spares the thread pixels that would not be seen.
+void AbstractVideoWidget::tellPaintedSize()
+{
+    if (!videoThread)
+        return;
+    const bool needsAll = zoom->isOn() || widgetPara.videoMode != VideoMode_Image;
+    videoThread->setPaintedSize(needsAll ? QSize() : videoRect.size() * devicePixelRatioF());
 }
 
 void AbstractVideoWidget::layoutBanner()

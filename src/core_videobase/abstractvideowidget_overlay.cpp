@@ -185,8 +185,17 @@ void AbstractVideoWidget::drawImage(QPainter* painter)
     if (image.isNull())
         return;
     OverlayPainter::drawGraphs(&image, overlays->allGraphs());
-    zoom->setImageRect(image.rect());
-    painter->drawImage(QRectF(videoRect), image, zoom->viewRect());
+    zoom->setImageRect(imageRect());
+    const QRectF view = zoom->viewRect();
+    const qreal scale = image.width() / imageRect().width();
+    painter->drawImage(QRectF(videoRect), image, QRectF(view.topLeft() * scale, view.size() * scale));
+}
+
+/// The whole frame, also where a thread has shrunk it, and with it the coordinates of graphs and digital zoom.
+QRectF AbstractVideoWidget::imageRect() const
+{
+    const qreal ratio = qMin(image.devicePixelRatio(), 1.0);
+    return {QPointF(), QSizeF(image.size()) / ratio};
 }
 
 void AbstractVideoWidget::drawOsd(QPainter* painter)
@@ -205,6 +214,7 @@ bool AbstractVideoWidget::isDigitalZoom() const { return zoom->isOn(); }
 void AbstractVideoWidget::setDigitalZoom(bool enabled)
 {
     zoom->setOn(enabled);
+    tellPaintedSize();
     if (!enabled)
         unsetCursor();
     else if (underMouse())

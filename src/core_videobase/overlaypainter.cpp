@@ -155,6 +155,9 @@ void OverlayPainter::drawGraphs(QImage* image, const std::vector<GraphInfo>& gra
         *image = image->convertToFormat(QImage::Format_ARGB32_Premultiplied);
     QPainter painter(image);
     painter.setRenderHint(QPainter::Antialiasing);
+    // Graphs have the coordinates of the frame, also where the image is a shrunk one. Painters leave ratios below 1 alone.
+    const qreal ratio = qMin(image->devicePixelRatio(), 1.0);
+    painter.scale(ratio, ratio);
     for (const GraphInfo& graph : graphs)
         drawGraph(&painter, graph);
 }

@@ -413,6 +413,128 @@ private Q_SLOTS:
         QVERIFY(player.thread.isRunning());
     }
 
+    // --- images for a display that paints them small
+
+    void image_comesShrunk_whenItIsPaintedSmall_data()
+    {
+        QTest::addColumn<QSize>("painted");
+        QTest::addColumn<QSize>("expected");
+        QTest::newRow("unknown") << QSize() << QSize(320, 240);
+        QTest::newRow("own size") << QSize(320, 240) << QSize(320, 240);
+        QTest::newRow("more than half the width") << QSize(161, 120) << QSize(320, 240);
+        QTest::newRow("more than half the height") << QSize(160, 121) << QSize(320, 240);
+        QTest::newRow("half") << QSize(160, 120) << QSize(160, 120);
+        QTest::newRow("less than half") << QSize(100, 61) << QSize(160, 120);
+        QTest::newRow("a quarter") << QSize(80, 60) << QSize(80, 60);
+    }
+
+    void image_comesShrunk_whenItIsPaintedSmall()
+    {
+        QFETCH(QSize, painted);
+        QFETCH(QSize, expected);
+        Player player(Clips::h264Mp4(), VideoMode_Image);
+        player.thread.setPaced(true);
+        player.thread.setPaintedSize(painted);
+        player.thread.play();
+        QTRY_VERIFY(player.display.images.size() >= 5);
+        for (const QImage& image : qAsConst(player.display.images)) {
+            QCOMPARE(image.size(), expected);
+            QCOMPARE(image.size() / image.devicePixelRatio(), Clips::size);
+            QVERIFY(TestPicture::hasColors(image));
+        }
+        for (int number = 0; number < 3; ++number)
+            QCOMPARE(TestPicture::number(player.display.images.at(number)), number);
+    }
+
+    void image_comesWhole_whenTheDisplayIsNotTheOnlyReceiver()
+    {
+        Player player(Clips::h264Mp4(), VideoMode_Image);
+        int others = 0;
+        connect(&player.thread, &AbstractVideoThread::receiveImage, this, [&others] { ++others; });
+        player.thread.setPaced(true);
+        player.thread.setPaintedSize(QSize(80, 60));
+        player.thread.play();
+        QTRY_VERIFY(others >= 3);
+        QCOMPARE(player.display.images.constFirst().size(), Clips::size);
+    }
+
+    void image_comesWhole_whenThePictureIsTurned()
+    {
+        Player player(Clips::h264Mp4(), VideoMode_Image);
+        player.thread.setRotate(90);
+        player.thread.setPaced(true);
+        player.thread.setPaintedSize(QSize(60, 80));
+        player.thread.play();
+        QTRY_VERIFY(!player.display.images.isEmpty());
+        QCOMPARE(player.display.images.constFirst().size(), Clips::size.transposed());
+    }
+
+    void image_comesAgain_whenThePausedDisplayNeedsMoreOfIt()
+    {
+        Player player(Clips::h264Mp4(), VideoMode_Image);
+        player.thread.setPaced(true);
+        player.thread.setPaintedSize(QSize(80, 60));
+        player.thread.play();
+        QTRY_VERIFY(player.display.images.size() >= 3);
+        player.thread.pause();
+        QTest::qWait(3 * millisecondsPerFrame); // the picture under way
+        const QVector<QImage> before = player.display.images;
+        QCOMPARE(before.constLast().size(), QSize(80, 60));
+        player.thread.setPaintedSize(QSize(160, 120));
+        QTRY_COMPARE(player.display.images.size(), before.size() + 1);
+        QCOMPARE(player.display.images.constLast().size(), QSize(160, 120));
+        player.thread.setPaintedSize(QSize());
+        QTRY_COMPARE(player.display.images.size(), before.size() + 2);
+        QCOMPARE(player.display.images.constLast().size(), Clips::size);
+        const int shown = TestPicture::number(before.constLast());
+        QVERIFY(shown >= 2);
+        QCOMPARE(TestPicture::number(player.display.images.constLast()), shown);
+    }
+
+    void image_isLeftOut_whileItsOnlyDisplayIsBusy()
+    {
+        constexpr int untilMs = 1000; // of the source
+        constexpr int mostWaiting = 4; // the one that is looked at, and those that wait behind it
+        Player player(Clips::h264Mp4(), VideoMode_Image);
+        player.thread.setPaced(true);
+        player.thread.setPaintedSize(QSize(80, 60));
+        bool hasCome = true;
+        player.display.onPicture = [&] {
+            player.display.onPicture = nullptr;
+            QElapsedTimer timer;
+            timer.start();
+            while (player.thread.getPosition() < untilMs && timer.elapsed() < 30000)
+                QThread::msleep(5);
+            hasCome = player.thread.getPosition() >= untilMs;
+        };
+        player.thread.play();
+        const auto late = [&] {
+            const QVector<QImage>& images = player.display.images;
+            return std::find_if(images.cbegin(), images.cend(), [](const QImage& image) {
+                return TestPicture::number(image) >= untilMs / millisecondsPerFrame;
+            });
+        };
+        QTRY_VERIFY(late() != player.display.images.cend());
+        QVERIFY(hasCome);
+        const int early = int(late() - player.display.images.cbegin());
+        QVERIFY2(early <= mostWaiting, qPrintable(QString::number(early)));
+    }
+
+    void snapshot_isWhole_whenImagesComeShrunk()
+    {
+        const QTemporaryDir directory;
+        const QString name = directory.filePath("a.jpg");
+        Player player(Clips::h264Mp4(), VideoMode_Image);
+        player.thread.setPaced(true);
+        player.thread.setPaintedSize(QSize(80, 60));
+        player.thread.play();
+        QTRY_VERIFY(!player.display.images.isEmpty());
+        player.thread.snap(name);
+        QTRY_VERIFY(!player.thread.getIsSnap());
+        QCOMPARE(QImage(name).size(), Clips::size);
+        QCOMPARE(player.display.images.constLast().size(), QSize(80, 60));
+    }
+
     // --- pictures
 
     void picture_isNotSent_whenModeHasNone_data()

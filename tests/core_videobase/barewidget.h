@@ -22,6 +22,9 @@ public:
         onlyAudio = soundOnly;
     }
 
+    /// What the display has told.
+    QSize painted() const { return paintedSize; }
+
 protected:
     void run() override { }
 };

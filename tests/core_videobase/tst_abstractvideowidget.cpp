@@ -490,6 +490,56 @@ private Q_SLOTS:
         }
     }
 
+    void receiveImage_showsTheWholeFrame_whenItComesShrunk()
+    {
+        BareWidget widget;
+        IdleThread thread;
+        thread.setPicture(QSize(800, 600));
+        widget.bind(&thread);
+        widget.setScaleMode(ScaleMode_Fill);
+        widget.play(VideoMode_Image);
+        widget.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&widget));
+        QImage shrunk = filled(QSize(400, 300), Qt::green);
+        QPainter(&shrunk).fillRect(200, 150, 200, 150, Qt::blue);
+        shrunk.setDevicePixelRatio(0.5);
+        GraphInfo graph;
+        graph.name = "lower right";
+        graph.borderColor = Qt::red;
+        graph.borderWidth = 8;
+        graph.rect = QRect(500, 400, 200, 100); // in pixels of the source
+        widget.setGraph(graph);
+        thread.setImage(shrunk);
+        QVERIFY(Screen::waitForColor(&widget, QPoint(10, 10), Qt::green, 2));
+        QVERIFY(Screen::waitForColor(&widget, QPoint(390, 290), Qt::blue, 2));
+        QVERIFY(Screen::waitForColor(&widget, QPoint(190, 140), Qt::green, 2));
+        QVERIFY(Screen::waitForColor(&widget, QPoint(250, 225), Qt::red, 2)); // the left side of the graph
+        QVERIFY(Screen::waitForColor(&widget, QPoint(300, 225), Qt::blue, 2));
+    }
+
+    void thread_isToldHowLargeItsImagesArePainted()
+    {
+        BareWidget widget;
+        IdleThread thread;
+        thread.setPicture(QSize(800, 600));
+        widget.bind(&thread);
+        widget.setScaleMode(ScaleMode_Fill);
+        widget.play(VideoMode_Image);
+        QCOMPARE(thread.painted(), QSize(400, 300));
+        widget.show();
+        widget.resize(200, 100);
+        QTRY_COMPARE(thread.painted(), QSize(200, 100));
+        widget.setDigitalZoom(true);
+        QCOMPARE(thread.painted(), QSize());
+        widget.setDigitalZoom(false);
+        QCOMPARE(thread.painted(), QSize(200, 100));
+        thread.setPaintedSize(QSize(1, 1)); // by another display
+        thread.setImage(filled(QSize(800, 600), Qt::green));
+        QCOMPARE(thread.painted(), QSize(200, 100));
+        widget.play(VideoMode_Opengl);
+        QCOMPARE(thread.painted(), QSize());
+    }
+
     void frame_onlyClears_whenTheWidgetIsNotRunning()
     {
         BareWidget widget;
