@@ -1,12 +1,11 @@
 #include "devnet/archivemovie.h"
 
+#include "core_ffmpeg/mediatime.h"
 #include "devnet/videoencoding.h"
 
 #include <algorithm>
 
 namespace {
-constexpr AVRational microseconds{1, 1000000};
-
 constexpr qint64 pictureMs = 40;
 constexpr qint64 zoneStepMs = 15 * 60 * 1000;
 constexpr qint64 largestZoneMs = 14 * 60 * 60 * 1000;
@@ -52,7 +51,7 @@ QString ArchiveMovie::open(const ArchiveFile& file, qint64 begin)
 /// By the times of the pictures where they are kept, else by the name. Times go up in any case.
 void ArchiveMovie::findStart(qint64 named)
 {
-    firstTime = video->start_time != AV_NOPTS_VALUE ? av_rescale_q(video->start_time, video->time_base, microseconds)
+    firstTime = video->start_time != AV_NOPTS_VALUE ? MediaTime::microseconds(video->start_time, video->time_base)
                                                     : input.startTime();
     const std::optional<qint64> kept = keptTime(named, firstTime / 1000);
     start = kept.value_or(named);

@@ -7,6 +7,9 @@ constexpr double keyFramesOnly = 8.0;
 
 /// A longer step between two frames is a gap between recordings.
 constexpr qint64 longestStepMs = 2000;
+
+/// Nobody plays for longer without a stop; damaged recordings jump farther.
+constexpr qint64 longestPlayMs = qint64(366) * 24 * 3600 * 1000;
 } // namespace
 
 ArchivePlayback::ArchivePlayback(const QVector<ArchiveFile>& recordings, qint64 beginAt, qint64 end)
@@ -127,5 +130,6 @@ ArchivePlayback::Clock::time_point ArchivePlayback::dueTime()
         beginTime = time;
         lastTime = time;
     }
-    return begin + std::chrono::microseconds(static_cast<qint64>((time - beginTime) * 1000 / factor));
+    const qint64 played = std::clamp(time - beginTime, -longestPlayMs, longestPlayMs);
+    return begin + std::chrono::microseconds(static_cast<qint64>(played * 1000 / factor));
 }

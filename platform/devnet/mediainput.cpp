@@ -1,5 +1,7 @@
 #include "devnet/mediainput.h"
 
+#include "core_ffmpeg/mediatime.h"
+
 #include "core_ffmpeg/ffmpegcompat.h"
 #include "devnet/hostlookup.h"
 
@@ -46,7 +48,10 @@ int MediaInput::read(AVPacket* packet)
     return error;
 }
 
-qint64 MediaInput::startTime() const { return input->start_time == AV_NOPTS_VALUE ? 0 : input->start_time; }
+qint64 MediaInput::startTime() const
+{
+    return input->start_time == AV_NOPTS_VALUE ? 0 : MediaTime::bounded(input->start_time);
+}
 
 /// A search for a key frame that is not there reads on and leaves off anywhere.
 void MediaInput::seek(qint64 time)

@@ -1,5 +1,6 @@
 #include "devnet/mediapass.h"
 
+#include "core_ffmpeg/mediatime.h"
 #include "devnet/videoencoding.h"
 
 #include <QLoggingCategory>
@@ -115,7 +116,7 @@ void MediaPass::finish()
         return;
     const qint64 begin = play.position - *firstTime;
     for (const std::optional<PacketClock>& clock : {videoClock, audioClock})
-        play.position = std::max(play.position, clock ? clock->end() + begin : 0);
+        play.position = std::max(play.position, clock ? MediaTime::bounded(clock->end() + begin) : 0);
 }
 
 qint64 MediaPass::timeInPlay(PacketClock& clock, const AVPacket* packet)

@@ -2,6 +2,8 @@
 
 #include <QDateTime>
 
+#include <algorithm>
+
 namespace {
 
 using namespace std::chrono_literals;
@@ -16,6 +18,9 @@ struct Tolerance
 constexpr Tolerance live{10s, 10s};
 constexpr Tolerance player{1s, 5s};
 
+/// Damaged sources jump farther than the clock can count.
+constexpr qint64 farthestUs = qint64(366) * 24 * 3600 * 1000000;
+
 } // namespace
 
 void MediaTimeline::waitFor(qint64 time, const StopSignal& stop)
@@ -23,7 +28,7 @@ void MediaTimeline::waitFor(qint64 time, const StopSignal& stop)
     if (!hasBegun)
         setNow(time);
     const Tolerance& tolerance = pace == Pace::Live ? live : player;
-    const auto due = begin + std::chrono::microseconds(time - beginTime);
+    const auto due = begin + std::chrono::microseconds(std::clamp(time - beginTime, -farthestUs, farthestUs));
     const auto now = Clock::now();
     if (due < now - tolerance.behind || due > now + tolerance.ahead)
         setNow(time);

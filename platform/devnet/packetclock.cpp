@@ -1,9 +1,13 @@
 #include "devnet/packetclock.h"
 
+#include "core_ffmpeg/mediatime.h"
+
+#include <algorithm>
+
 namespace {
 
-constexpr AVRational microseconds{1, 1000000};
 constexpr qint64 unknownDuration = 40000;
+constexpr qint64 longestDuration = qint64(24) * 3600 * 1000000;
 
 /// Some inputs don't say when their first pictures are decoded until they know how pictures are reordered. Pictures are
 /// never reordered over more than this.
@@ -40,12 +44,13 @@ qint64 PacketClock::shownTime(const AVPacket* packet) const
     return packets > 0 || packet->dts == AV_NOPTS_VALUE ? next : toMicroseconds(packet->dts);
 }
 
-qint64 PacketClock::toMicroseconds(qint64 time) const { return av_rescale_q(time, stream->time_base, microseconds); }
+qint64 PacketClock::toMicroseconds(qint64 time) const { return MediaTime::microseconds(time, stream->time_base); }
 
 qint64 PacketClock::durationOf(const AVPacket* packet) const
 {
     if (packet->duration > 0)
-        return toMicroseconds(packet->duration);
+        return std::min(toMicroseconds(packet->duration), longestDuration);
     const AVRational rate = stream->avg_frame_rate;
-    return rate.num > 0 && rate.den > 0 ? av_rescale(1000000, rate.den, rate.num) : unknownDuration;
+    return rate.num > 0 && rate.den > 0 ? std::min<qint64>(av_rescale(1000000, rate.den, rate.num), longestDuration)
+                                          : unknownDuration;
 }

@@ -6,6 +6,10 @@
 #include <algorithm>
 #include <vector>
 
+extern "C" {
+#include <libavutil/common.h>
+}
+
 namespace {
 constexpr AVRational milliseconds{1, 1000};
 constexpr int linearBits = 16;
@@ -16,6 +20,9 @@ constexpr int64_t longestGapMs = 200;
 
 /// A device that sets its clock does not make hours of silence: time goes on from there.
 constexpr int64_t longestSilenceMs = 10000;
+
+/// Damaged time stamps say anything. Some thirty years from the start sums of times are still numbers.
+constexpr int64_t farthestMs = int64_t(1) << 40;
 
 AVCodecID videoCodecOf(int codec)
 {
@@ -111,7 +118,7 @@ bool Mp4File::writeVideo(const uint8_t* data, uint32_t length, uint64_t timestam
     const AvPacketPtr packet = CodecInput::packet(data, length, timestamp);
     if (!packet)
         return false;
-    lastVideoTime = std::max(lastVideoTime + 1, time - startTime);
+    lastVideoTime = std::max(lastVideoTime + 1, sinceStart(time));
     packet->pts = packet->dts = lastVideoTime;
     packet->stream_index = videoStream->index;
     packet->flags = isKeyFrame ? AV_PKT_FLAG_KEY : 0;
@@ -138,7 +145,12 @@ bool Mp4File::writeAudio(const uint8_t* data, uint32_t length, uint64_t timestam
     }
     std::vector<int16_t> samples(linear.length / sizeof(int16_t));
     std::copy_n(linear.data, samples.size() * sizeof(int16_t), reinterpret_cast<uint8_t*>(samples.data()));
-    return encodeAudio(samples.data(), samples.size(), time - startTime);
+    return encodeAudio(samples.data(), samples.size(), sinceStart(time));
+}
+
+int64_t Mp4File::sinceStart(int64_t time) const
+{
+    return std::clamp(av_sat_sub64(time, startTime), -farthestMs, farthestMs);
 }
 
 bool Mp4File::encodeAudio(const int16_t* samples, size_t count, int64_t time)

@@ -33,6 +33,7 @@ private:
     bool addVideo(const _tag_mp4_video_param_s& video);
     bool addAudio(const _tag_mp4_audio_param_s& audio);
     bool open(const char* path);
+    int64_t sinceStart(int64_t time) const;
     bool encodeAudio(const int16_t* samples, size_t count, int64_t time);
     bool writePackets();
     bool write(AVPacket* packet);

@@ -3,6 +3,7 @@
 #include "core_ffmpeg/capturedevices.h"
 #include "core_ffmpeg/ffmpegcompat.h"
 #include "core_ffmpeg/ffmpegptr.h"
+#include "core_ffmpeg/mediatime.h"
 #include "core_videobase/abstractvideothread.h"
 #include "core_videobase/clock.h"
 #include "qttoolkit/quihelper.h"
@@ -21,6 +22,7 @@
 #include <atomic>
 
 extern "C" {
+#include <libavutil/common.h>
 #include <libavutil/mathematics.h>
 }
 
@@ -213,8 +215,8 @@ int FFmpegHelper::decode(AbstractVideoThread* thread, AVCodecContext* context, c
 
 void FFmpegHelper::delay(Clock& clock, qint64 startTime, qint64 dts, AVRational timeBase)
 {
-    const qint64 due = startTime + av_rescale_q(dts, timeBase, AVRational{1, AV_TIME_BASE});
-    const qint64 wait = due - clock.microseconds();
+    const qint64 due = av_sat_add64(startTime, MediaTime::microseconds(dts, timeBase));
+    const qint64 wait = av_sat_sub64(due, clock.microseconds());
     if (wait > 0 && wait <= longestDelayUs)
         clock.sleep(wait);
 }

@@ -4,6 +4,10 @@
 
 #include <algorithm>
 
+extern "C" {
+#include <libavutil/common.h>
+}
+
 namespace {
 constexpr int mostMistakes = 3;
 // A first fragment is longer than those that follow it by its start code and header, which FFmpeg has put there.
@@ -60,7 +64,10 @@ bool PictureAssembler::beginsPicture(const AVPacket* piece) const
 
 bool PictureAssembler::isOfAnotherTime(const AVPacket* piece) const
 {
-    return piece->pts != AV_NOPTS_VALUE && first->pts != AV_NOPTS_VALUE && qAbs(piece->pts - first->pts) > sameTime;
+    if (piece->pts == AV_NOPTS_VALUE || first->pts == AV_NOPTS_VALUE)
+        return false;
+    const qint64 later = av_sat_sub64(piece->pts, first->pts);
+    return later > sameTime || later < -sameTime;
 }
 
 void PictureAssembler::append(const AVPacket* piece)

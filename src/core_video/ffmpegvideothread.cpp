@@ -1,6 +1,7 @@
 #include "core_video/ffmpegvideothread.h"
 
 #include "core_ffmpeg/ffmpeghelper.h"
+#include "core_ffmpeg/mediatime.h"
 #include "core_video/ffmpegvideothread_p.h"
 #include "core_videobase/clock.h"
 #include "core_videobase/shownaddress.h"
@@ -364,11 +365,11 @@ void FFmpegVideoThread::waitWhilePaused()
 
 void FFmpegVideoThread::seekIfAsked()
 {
-    const qint64 target = askedPosition.exchange(-1);
+    const qint64 target = qMin(askedPosition.exchange(-1), MediaTime::farthest / 1000);
     if (target < 0)
         return;
     AVFormatContext* input = source->formatCtx.get();
-    const qint64 first = input->start_time == AV_NOPTS_VALUE ? 0 : input->start_time;
+    const qint64 first = input->start_time == AV_NOPTS_VALUE ? 0 : MediaTime::bounded(input->start_time);
     const int result = av_seek_frame(input, -1, first + target * 1000, AVSEEK_FLAG_BACKWARD);
     if (result < 0) {
         debug("定位失败", FFmpegHelper::getError(result));
@@ -456,8 +457,8 @@ bool FFmpegVideoThread::isBeforeTarget()
 qint64 FFmpegVideoThread::timeOf(qint64 stamp, int streamIndex) const
 {
     const AVFormatContext* input = source->formatCtx.get();
-    const qint64 first = input->start_time == AV_NOPTS_VALUE ? 0 : input->start_time;
-    return av_rescale_q(stamp, input->streams[streamIndex]->time_base, AVRational{1, AV_TIME_BASE}) - first;
+    const qint64 first = input->start_time == AV_NOPTS_VALUE ? 0 : MediaTime::bounded(input->start_time);
+    return MediaTime::microseconds(stamp, input->streams[streamIndex]->time_base) - first;
 }
 
 void FFmpegVideoThread::deliverPicture()

@@ -21,6 +21,9 @@ extern "C" {
 namespace {
 Q_LOGGING_CATEGORY(lcOpen, "vantor.ffmpeg.open")
 
+/// Beyond what any camera has. A damaged stream says any size, and memory is taken for what it says.
+constexpr int64_t mostPixels = 8192 * 8192;
+
 constexpr int addressTestMs = 500;
 constexpr int audioBufferBytes = 288000;
 constexpr int outputChannels = 2;
@@ -248,6 +251,7 @@ bool FFmpegVideoThread::openVideoDecoder()
         return false;
     context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER | AV_CODEC_FLAG_LOW_DELAY;
     context->flags2 |= AV_CODEC_FLAG2_FAST;
+    context->max_pixels = mostPixels;
     result = avcodec_open2(context, source->videoCodec, nullptr);
     if (result < 0)
         return fail("错误: 打开视频解码器失败 " + FFmpegHelper::getError(result));

@@ -7,6 +7,7 @@
 #include <QLoggingCategory>
 
 extern "C" {
+#include <libavutil/common.h>
 #include <libavutil/mathematics.h>
 #include <libavutil/samplefmt.h>
 }
@@ -18,6 +19,9 @@ constexpr int saverTimeoutMs = 500;
 
 /// Packets of sound that come between the first two pictures; what is above it is given up.
 constexpr size_t mostWaiting = 100;
+
+/// In the time base of a stream; damaged ones say that a picture is shown for ever.
+constexpr qint64 longestStep = qint64(1) << 40;
 
 int videoCodecOf(int codecId)
 {
@@ -78,10 +82,10 @@ void FFmpegVideoThread::completeTimeBefore(const AVPacket* second, AVPacket* fir
     const AVStream* stream = source->videoStream();
     const qint64 step = pictureTime(second);
     if (second->dts != AV_NOPTS_VALUE) {
-        first->dts = second->dts - step;
-        first->pts = first->dts + stream->codecpar->video_delay * step;
+        first->dts = av_sat_sub64(second->dts, step);
+        first->pts = av_sat_add64(first->dts, stream->codecpar->video_delay * step);
     } else if (second->pts != AV_NOPTS_VALUE) {
-        first->pts = second->pts - step;
+        first->pts = av_sat_sub64(second->pts, step);
     }
 }
 
@@ -91,8 +95,8 @@ qint64 FFmpegVideoThread::pictureTime(const AVPacket* packet) const
     const AVStream* stream = source->videoStream();
     const AVRational rate = stream->avg_frame_rate;
     if (packet->duration > 0 || rate.num <= 0)
-        return packet->duration;
-    return av_rescale_q(1, av_inv_q(rate), stream->time_base);
+        return qBound<qint64>(0, packet->duration, longestStep);
+    return qBound<qint64>(0, av_rescale_q(1, av_inv_q(rate), stream->time_base), longestStep);
 }
 
 void FFmpegVideoThread::recordPacket(AVPacket* packet, bool isVideoKey)
@@ -130,8 +134,8 @@ void FFmpegVideoThread::completeDecodeTime(AVPacket* packet)
     if (packet->dts == AV_NOPTS_VALUE && source->nextDecodeTime != AV_NOPTS_VALUE)
         packet->dts = source->nextDecodeTime;
     else if (packet->dts == AV_NOPTS_VALUE && packet->pts != AV_NOPTS_VALUE)
-        packet->dts = packet->pts - source->videoStream()->codecpar->video_delay * step;
-    source->nextDecodeTime = packet->dts == AV_NOPTS_VALUE ? AV_NOPTS_VALUE : packet->dts + step;
+        packet->dts = av_sat_sub64(packet->pts, source->videoStream()->codecpar->video_delay * step);
+    source->nextDecodeTime = packet->dts == AV_NOPTS_VALUE ? AV_NOPTS_VALUE : av_sat_add64(packet->dts, step);
 }
 
 void FFmpegVideoThread::followInterval(RecordType type)

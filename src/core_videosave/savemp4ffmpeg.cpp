@@ -467,11 +467,13 @@ void SaveMp4FFmpeg::writeData(AVPacket* packet, bool video)
         started = true;
         firstPts = static_cast<quint64>(lastPts);
     }
-    const qint64 pts = lastPts - static_cast<qint64>(firstPts);
+    // Damaged sources send any time, so differences of times end at the first and the last one there is.
+    const auto begin = static_cast<qint64>(firstPts);
+    const qint64 pts = av_sat_sub64(lastPts, begin);
     // Pictures that are shown later than they are decoded keep their decode time; the muxer wants it ascending.
-    qint64 dts = video && packet->dts != AV_NOPTS_VALUE ? packet->dts - static_cast<qint64>(firstPts) : pts;
+    qint64 dts = video && packet->dts != AV_NOPTS_VALUE ? av_sat_sub64(packet->dts, begin) : pts;
     if (video) {
-        dts = qMax(dts, lastVideoDts + 1);
+        dts = qMax<qint64>(dts, av_sat_add64(lastVideoDts, 1));
         lastVideoDts = dts;
     }
     stampPacket(clone.get(), video, qMax(pts, dts), dts);

@@ -8,7 +8,8 @@
 #include <vector>
 
 namespace {
-constexpr std::size_t longestInput = 200000; // of all packets together, so that an input takes some milliseconds
+constexpr std::size_t longestInput = 20000; // of all packets but the last together, so that an input takes milliseconds
+constexpr std::uint8_t farBeyond = 0xFF;
 constexpr std::size_t largestFrame = 8192;
 constexpr std::size_t samplesPerFrame = 1024;
 constexpr std::size_t mostPerByte = 4; // samples of G.726 at 16 kbit/s
@@ -32,7 +33,9 @@ Easy_AACEncoder_Record takeRecord(FuzzInput& input)
 /// A pattern, repeated up to a length that is far beyond that of the input itself.
 std::vector<unsigned char> takePacket(FuzzInput& input)
 {
-    const std::size_t length = input.word() * std::size_t(1 + input.byte() % 4);
+    const std::size_t asked = input.word();
+    const std::uint8_t scale = input.byte();
+    const std::size_t length = scale == farBeyond ? asked * 4 : scale % 16 ? asked % 2048 : asked;
     const QByteArray pattern = input.bytes(1 + input.byte());
     std::vector<unsigned char> packet(length);
     for (std::size_t i = 0; i < length && !pattern.isEmpty(); ++i)

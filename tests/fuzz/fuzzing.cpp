@@ -79,7 +79,8 @@ extern "C" int LLVMFuzzerInitialize(int*, char***)
     static char name[] = "fuzz";
     static char* arguments[] = {name, nullptr};
     qputenv("QT_QPA_PLATFORM", "offscreen");
-    qInstallMessageHandler(sayNothing);
+    if (!qEnvironmentVariableIsSet("FUZZ_MESSAGES"))
+        qInstallMessageHandler(sayNothing);
     // Never destroyed: at the end of the process the library's own globals may be gone already.
     static const auto* application = new QApplication(count, arguments);
     Q_UNUSED(application)

@@ -75,7 +75,7 @@ bool SoundServer::start()
     daemon.start("pulseaudio",
                  {"-n", "--daemonize=no", "--use-pid-file=no", "--exit-idle-time=-1", "--realtime=no",
                   "--high-priority=no", "--disable-shm=yes", "--log-level=error", "-F", folder.filePath("script.pa")});
-    const auto answers = [this] {
+    const auto answers = [] {
         QProcess question;
         question.start("pactl", {"info"});
         return ends(question, stopMs) && question.exitCode() == 0;
