@@ -30,7 +30,7 @@ NUMBER_BITS, TIME_BITS, TIME_UNIT_US = 16, 26, 100
 # The first picture for a client is taken this long after it was told that it plays.
 JOIN_US = 5000
 
-PICTURES = "appsrc name=pictures is-live=true format=time do-timestamp=true max-buffers=4 leaky-type=downstream"
+PICTURES = "appsrc name=pictures is-live=true format=time do-timestamp=true max-buffers=50 max-bytes=0 leaky-type=downstream"
 H264 = (f"{PICTURES} caps=video/x-raw,format=I420,width={WIDTH},height={HEIGHT},framerate={RATE}/1 "
         "! x264enc name=encoder tune=zerolatency speed-preset=ultrafast threads=1 sliced-threads=false bitrate=2000 "
         "key-int-max=100000 ! video/x-h264,profile=baseline "
