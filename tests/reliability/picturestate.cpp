@@ -7,7 +7,7 @@
 namespace {
 constexpr int rows = 8;
 constexpr int columns = 12;
-constexpr int tolerance = 24;
+constexpr int tolerance = 36; // the server may add noise
 constexpr int greyTolerance = 12;
 
 struct Color

@@ -8,6 +8,7 @@ are read from the standard input, one a line, and each is answered by one line:
     quit      as the end of the input: every client is disconnected and the program ends
 """
 import argparse
+import random
 import sys
 
 import gi
@@ -52,6 +53,7 @@ MOUNTS = {
     "/sdp_only": H264_SDP_PAY,
     "/switch": H264_PAY,
     "/other_size": H264_PAY,
+    "/noisy": H264_PAY.replace("bitrate=600", "bitrate=3000") + " " + PCMA.format(pay="pay1"),
 }
 # The server refuses a second client of a mount for good once all earlier ones have left it together.
 COPIES = 8
@@ -64,12 +66,21 @@ def block_edge(length, part, parts):
     return length * part // parts
 
 
+def noisy(plane, seed):
+    """The plane with noise that leaves its colours what they are, and is another with every seed."""
+    dice = random.Random(seed)
+    noise = dice.choices(range(-12, 13), k=1 << 14)
+    return bytes(value + noise[i * 7 & 0x3fff] for i, value in enumerate(plane))
+
+
 class Picture:
     """Paints the numbered pictures of one size as I420."""
 
+    NOISES = 6
+
     RED, GREEN, BLUE, YELLOW = (81, 90, 240), (145, 54, 34), (41, 240, 110), (210, 16, 146)
 
-    def __init__(self, width, height):
+    def __init__(self, width, height, is_noisy=False):
         self.size = (width, height)
         half = [bytes([self.RED[i]]) * (width // 2) + bytes([self.GREEN[i]]) * (width - width // 2) for i in range(3)]
         lower = [bytes([self.BLUE[i]]) * (width // 2) + bytes([self.YELLOW[i]]) * (width - width // 2) for i in range(3)]
@@ -83,7 +94,10 @@ class Picture:
             for row in range(self.band[0] // 2, (self.band[1] + 1) // 2):
                 rows[row] = bytes([128]) * (width // 2)
             chroma.append(b"".join(rows))
-        self.below += chroma[0] + chroma[1]
+        self.chroma = chroma[0] + chroma[1]
+        self.parts = [(self.above, self.below)]
+        if is_noisy:
+            self.parts = [(noisy(self.above, seed), noisy(self.below, seed)) for seed in range(self.NOISES)]
 
     def paint(self, number):
         width = self.size[0]
@@ -92,14 +106,16 @@ class Picture:
             if number >> (BITS - 1 - bit) & 1:
                 begin, end = block_edge(width, bit + 1, BITS + 2), block_edge(width, bit + 2, BITS + 2)
                 row[begin:end] = bytes([235]) * (end - begin)
-        return self.above + bytes(row) * (self.band[1] - self.band[0]) + self.below
+        above, below = self.parts[number % len(self.parts)]
+        return above + bytes(row) * (self.band[1] - self.band[0]) + below + self.chroma
 
 
 class Feed:
     """Pushes pictures into one appsrc in real time until its media is closed."""
 
-    def __init__(self, source, size_index, rate):
+    def __init__(self, source, size_index, rate, is_noisy):
         self.source = source
+        self.is_noisy = is_noisy
         self.size_index = size_index
         self.rate = rate
         self.picture = None
@@ -120,7 +136,7 @@ class Feed:
     def push(self):
         size = SIZES[self.size_index()]
         if self.picture is None or self.picture.size != size:
-            self.picture = Picture(*size)
+            self.picture = Picture(*size, self.is_noisy)
             self.source.set_property("caps", Gst.Caps.from_string(
                 f"video/x-raw,format=I420,width={size[0]},height={size[1]},framerate={self.rate}/1"))
         buffer = Gst.Buffer.new_wrapped(self.picture.paint(self.number % (1 << BITS)))
@@ -173,7 +189,7 @@ class Server:
         factory.set_launch(f"( {launch} )")
         factory.set_latency(50)
         size_indexes = {"/switch": lambda: self.switched, "/other_size": lambda: 1}
-        factory.connect("media-configure", self.configure, size_indexes.get(path, lambda: 0))
+        factory.connect("media-configure", self.configure, size_indexes.get(path, lambda: 0), path == "/noisy")
         return self.permit(factory, secure=path == "/secure")
 
     def file_factory(self, path):
@@ -181,10 +197,10 @@ class Server:
         factory.set_uri(GLib.filename_to_uri(path, None))
         return self.permit(factory)
 
-    def configure(self, _factory, media, size_index):
+    def configure(self, _factory, media, size_index, is_noisy):
         source = media.get_element().get_by_name_recurse_up("pictures")
         if source is not None:
-            feed = Feed(source, size_index, self.rate)
+            feed = Feed(source, size_index, self.rate, is_noisy)
             media.connect("unprepared", lambda _media: feed.stop())
 
     def switch(self):

@@ -15,7 +15,8 @@
 /// | "h264_pcmu" | H.264 and G.711 µ-law, with a tone of 1000 Hz                                   |
 /// | "h264_aac"  | H.264 and AAC, 16000 Hz                                                          |
 /// | "h265"      | H.265 alone                                                                      |
-/// | "h265_pcma" | with G.711 A-law, 8000 Hz mono                                                 |
+/// | "h265_pcma" | H.265 and G.711 A-law                                                            |
+/// | "noisy"     | as "h264_pcma", with noise in the picture: each takes several packets            |
 /// | "audio"     | G.711 A-law alone                                                                |
 /// | "secure"    | as "h264_pcma", for the user of setCredentials() alone                           |
 /// | "sdp_only"  | H.264 whose parameter sets are in the description and never among the packets    |
