@@ -26,6 +26,7 @@ constexpr int mostImagesUnderWay = 3;
 constexpr qint64 longestPaceGapUs = 10 * AV_TIME_BASE;
 constexpr qint64 fallenBehindUs = AV_TIME_BASE;
 constexpr qint64 positionStepMs = 200;
+constexpr qint64 longestDamagedStartUs = 5 * AV_TIME_BASE;
 constexpr double slowestSpeed = 0.1;
 constexpr double fastestSpeed = 16.0;
 
@@ -52,6 +53,8 @@ void FFmpegVideoThread::Source::close()
     nextDecodeTime = AV_NOPTS_VALUE;
     waitingForTime.clear();
     hasRecordedVideo = false;
+    hasWholePicture = false;
+    firstDamage = -1;
     playClock.reset();
     skipUntil = -1;
     reportedPosition = -1;
@@ -438,9 +441,28 @@ FFmpegVideoThread::Loop FFmpegVideoThread::decodeVideo(const AVPacket* packet)
     }
     // Of a picture that was taken for whole too soon the decoder has made up the rest; the picture itself follows.
     const bool isMadeUp = source->isGuess && source->decodedFrame->decode_error_flags != 0;
-    if (!isMadeUp && !isBeforeTarget())
+    if (isMadeUp)
+        return Loop::Continue;
+    if (isDamagedStart())
+        keyFrameSeen = false;
+    else if (!isBeforeTarget())
         deliverPicture();
     return Loop::Continue;
+}
+
+/// Where packets of the first key picture were lost, it and its group are mostly grey: the next key picture may be whole.
+/// A source whose pictures are never quite right is shown in the end.
+bool FFmpegVideoThread::isDamagedStart()
+{
+    if (source->hasWholePicture)
+        return false;
+    const qint64 now = clock.load()->microseconds();
+    if (source->firstDamage < 0)
+        source->firstDamage = now;
+    const AVFrame* picture = source->decodedFrame.get();
+    const bool isDamaged = picture->decode_error_flags != 0 || (picture->flags & AV_FRAME_FLAG_CORRUPT) != 0;
+    source->hasWholePicture = !isDamaged || now - source->firstDamage > longestDamagedStartUs;
+    return !source->hasWholePicture;
 }
 
 bool FFmpegVideoThread::isBeforeTarget()

@@ -130,11 +130,13 @@ private:
     void followInterval(RecordType type);
     void startFile(RecordType type);
     void stopFile(RecordType type);
+    void endRecording(RecordType type);
     void stopAllFiles();
     XVideoEncPara recordedVideo() const;
     XAudioEncPara recordedAudio() const;
 
     Loop decodeVideo(const AVPacket* packet);
+    bool isDamagedStart();
     bool isBeforeTarget();
     qint64 timeOf(qint64 stamp, int streamIndex) const;
     void decodeAudio(const AVPacket* packet);

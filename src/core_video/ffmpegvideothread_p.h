@@ -91,6 +91,9 @@ struct FFmpegVideoThread::Source
     std::vector<AvPacketPtr> waitingForTime;
     bool hasRecordedVideo = false;
 
+    bool hasWholePicture = false; ///< one was decoded without damage
+    qint64 firstDamage = -1;      ///< microseconds; of the pictures before, -1 for none yet
+
     PlayClock playClock;
     qint64 skipUntil = -1;      ///< milliseconds; pictures before it are decoded and not shown, -1 for none
     qint64 reportedPosition = -1;

@@ -6,6 +6,8 @@
 #include "support/rtspserver.h"
 #include "support/tcpproxy.h"
 
+#include <QFile>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <memory>
@@ -56,11 +58,55 @@ private:
         QCOMPARE(guard->count(QtInfoMsg, terminated(probe)), 1);
     }
 
+    /// A clip of which the second half of the first key picture is missing, as where packets were lost.
+    static bool writeClipWithDamagedStart(const QString& path)
+    {
+        QFile clip(Clips::h264AnnexB());
+        if (!clip.open(QFile::ReadOnly))
+            return false;
+        QByteArray bytes = clip.readAll();
+        const QByteArray startCode("\0\0\1", 3);
+        int begin = bytes.indexOf(startCode);
+        constexpr int keyPicture = 5;
+        while (begin >= 0 && (bytes.at(begin + startCode.size()) & 0x1f) != keyPicture)
+            begin = bytes.indexOf(startCode, begin + 1);
+        const int end = bytes.indexOf(startCode, begin + 1);
+        bytes.remove(begin + (end - begin) / 2, (end - begin) / 2 - 1);
+        QFile damaged(path);
+        return begin >= 0 && end > begin && damaged.open(QFile::WriteOnly) && damaged.write(bytes) == bytes.size();
+    }
+
     std::unique_ptr<MessageGuard> guard;
 
 private Q_SLOTS:
     void init() { guard.reset(new MessageGuard); }
     void cleanup() { VERIFY_NO_UNEXPECTED_MESSAGES(*guard); }
+
+    // Damage
+
+    void firstPicture_isWhole_whenTheFirstKeyPictureIsDamaged_data()
+    {
+        QTest::addColumn<VideoMode>("mode");
+        QTest::newRow("images") << VideoMode_Image;
+        QTest::newRow("planes") << VideoMode_Opengl;
+    }
+
+    /// Of the damaged one, and of what follows it up to the next key picture, most would be grey.
+    void firstPicture_isWhole_whenTheFirstKeyPictureIsDamaged()
+    {
+        QFETCH(VideoMode, mode);
+        guard->allow("^error count: [123] why: End of file$");
+        const QTemporaryDir folder;
+        const QString name = folder.filePath("damaged.h264");
+        QVERIFY(writeClipWithDamagedStart(name));
+        PlayerProbe probe(name, mode);
+        playFile(probe);
+        QTRY_VERIFY_WITH_TIMEOUT(probe.thread.isFinished(), playMs);
+        constexpr int keyDistance = 25;
+        QCOMPARE(probe.numbers.value(0, -1), keyDistance);
+        QCOMPARE(probe.pictures, Clips::frameCount - keyDistance);
+        QCOMPARE(probe.badPictures, 0);
+    }
 
     // Addresses that nobody answers
 
