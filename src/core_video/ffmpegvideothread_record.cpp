@@ -121,8 +121,10 @@ void FFmpegVideoThread::recordPacket(AVPacket* packet, bool isVideoKey)
         const bool isWanted = isVideo || (isAudio && saveAudio[type] && saver->hasAudio());
         if (saver->getIsRunning() && isWanted)
             saver->writeData(packet, isVideo);
+        else if (recording[type] && (isVideo || isAudio))
+            saver->loseWithoutFile(isVideo);
         if (!recording[type])
-            stopFile(type);
+            endRecording(type);
     }
 }
 
@@ -178,16 +180,25 @@ void FFmpegVideoThread::stopFile(RecordType type)
         return;
     source->isFileOpen[type] = false;
     const bool isComplete = savers[type]->getIsRunning();
-    savers[type]->stop();
+    if (isComplete)
+        savers[type]->stop();
+    else
+        savers[type]->wait(); // what was lost goes on being counted
     recordTimers[type].invalidate();
     renameMP4File(type);
     Q_EMIT recorderStateChanged(isComplete ? RecorderIdle : RecorderFailed, getFileName(type));
 }
 
+void FFmpegVideoThread::endRecording(RecordType type)
+{
+    stopFile(type);
+    savers[type]->endLoss();
+}
+
 void FFmpegVideoThread::stopAllFiles()
 {
-    stopFile(MANUAL_RECORD);
-    stopFile(AUTO_RECORD);
+    endRecording(MANUAL_RECORD);
+    endRecording(AUTO_RECORD);
 }
 
 XVideoEncPara FFmpegVideoThread::recordedVideo() const

@@ -147,6 +147,7 @@ private:
     void keepParameterSets(const XFrameHeader& frame);
     void followRules(RecordType type, bool codecChanged);
     void startFile(RecordType type);
+    void countLost(RecordType type, bool isAudio);
     void stopFile(RecordType type);
 
     unsigned stopsSeen = 0;       // value of stopCount when run() began

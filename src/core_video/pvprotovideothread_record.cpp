@@ -43,6 +43,8 @@ void PvProtoVideoThread::saveMP4(XFrameHeader* frame)
 
     const bool isAudio = frame->frameType == XFrameHeader::AudioFrame;
     for (const RecordType type : recordTypes) {
+        if (!savers[type]->getIsRunning())
+            countLost(type, isAudio);
         if (!savers[type]->getIsRunning() || (isAudio && !saveAudio[type]))
             continue;
         savers[type]->writeData(frame);
@@ -60,6 +62,15 @@ void PvProtoVideoThread::keepParameterSets(const XFrameHeader& frame)
     constexpr quint32 h264 = 0;
     const auto* payload = reinterpret_cast<const unsigned char*>(&frame) + offsetof(XFrameHeader, data);
     parameterSets = frame.codecId == h264 ? H264Head::parameterSets(payload, static_cast<int>(frame.length)) : QByteArray();
+}
+
+/// What comes while there is no file after one has failed.
+void PvProtoVideoThread::countLost(RecordType type, bool isAudio)
+{
+    if (!recording[type])
+        savers[type]->endLoss();
+    else if (!isAudio || saveAudio[type])
+        savers[type]->loseWithoutFile(!isAudio);
 }
 
 /// Ends a file whose time is over, so that the next one begins with the same frame.
@@ -103,8 +114,10 @@ void PvProtoVideoThread::closeMP4(RecordType type)
 void PvProtoVideoThread::closeAllMP4()
 {
     recordDate = QDate();
-    for (const RecordType type : recordTypes)
+    for (const RecordType type : recordTypes) {
         stopFile(type);
+        savers[type]->endLoss();
+    }
 }
 
 void PvProtoVideoThread::stopFile(RecordType type)
@@ -113,7 +126,10 @@ void PvProtoVideoThread::stopFile(RecordType type)
         return;
     isFileOpen[type] = false;
     const bool isComplete = savers[type]->getIsRunning();
-    savers[type]->stop();
+    if (isComplete)
+        savers[type]->stop();
+    else
+        savers[type]->wait(); // what was lost goes on being counted
     recordTimers[type].invalidate();
     renameMP4File(type);
     Q_EMIT recorderStateChanged(isComplete ? RecorderIdle : RecorderFailed, getFileName(type));

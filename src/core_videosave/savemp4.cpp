@@ -2,6 +2,7 @@
 
 #include "core_videosave/bytering.h"
 #include "core_videosave/countingsemaphore.h"
+#include "core_videosave/recordingloss.h"
 #include "mediaproc/mediaproc.h"
 #include "qttoolkit/quihelper.h"
 
@@ -43,6 +44,7 @@ struct SaveMp4::Writer
     std::mutex ringMutex;            // guards the pointer: the recorder thread drops the ring at the end of a file
     std::shared_ptr<ByteRing> ring;
     std::unique_ptr<void, Mp4FileCloser> file;
+    RecordingLoss loss;
     const std::unique_ptr<unsigned char[]> work{new unsigned char[XFrameHeader::bufferSize]};
 
     std::shared_ptr<ByteRing> currentRing()
@@ -120,6 +122,7 @@ void SaveMp4::writeData(XFrameHeader* frame)
     const std::lock_guard<ByteRing> lock(*ring);
     if (ring->free() < frame->length + padding + headSize) {
         qCWarning(lcSaveMp4, "save buf is full");
+        lose("the buffer was full", frame);
         return;
     }
     static const unsigned char zeros[alignment] = {};
@@ -142,17 +145,16 @@ void SaveMp4::save()
         qCInfo(lcSaveMp4, "WaitForSingleObject save data Semaphore dw=%d", static_cast<int>(result));
         return;
     }
-    if (readFrame())
+    if (readFrame(*ring))
         writeFrame();
 }
 
 /// The next frame of the ring into the work buffer. What turns out to be damaged stays taken out.
-bool SaveMp4::readFrame()
+bool SaveMp4::readFrame(ByteRing& ring)
 {
-    const std::shared_ptr<ByteRing> ring = writer->currentRing();
     XFrameHeader* frame = writer->frame();
-    const std::lock_guard<ByteRing> lock(*ring);
-    const quint32 taken = ring->read(frame, headSize);
+    const std::lock_guard<ByteRing> lock(ring);
+    const quint32 taken = ring.read(frame, headSize);
     if (taken < headSize) {
         qCCritical(lcSaveMp4, "stream buf is corrupted ret = %d", static_cast<int>(taken));
         return false;
@@ -163,7 +165,7 @@ bool SaveMp4::readFrame()
     }
     const quint64 wanted = frame->length + frame->reserved40;
     if (frame->length > XFrameHeader::largestPayload || frame->reserved40 >= alignment
-        || ring->read(writer->work.get() + payloadOffset, static_cast<quint32>(wanted)) < wanted) {
+        || ring.read(writer->work.get() + payloadOffset, static_cast<quint32>(wanted)) < wanted) {
         qCCritical(lcSaveMp4, "frame data is corrupted");
         return false;
     }
@@ -180,15 +182,47 @@ void SaveMp4::writeFrame()
             mediaproc_write_mp4_video(writer->file.get(), payload, frame->length, frame->timestamp, isKey);
         if (result != 0)
             qCWarning(lcSaveMp4, "write video to mp4 file failed: ret = %d", result);
+        followLoss(result == 0);
     } else if (frame->frameType == XFrameHeader::AudioFrame) {
         const int result = mediaproc_write_mp4_audio(writer->file.get(), payload, frame->length, frame->timestamp);
         if (result != 0)
             qCWarning(lcSaveMp4, "write audio to mp4 file failed: ret = %d", result);
+        followLoss(result == 0);
     }
+}
+
+/// After the frame in the work buffer was given to the file.
+void SaveMp4::followLoss(bool isWritten)
+{
+    if (isWritten)
+        tellLoss(writer->loss.keep());
+    else
+        lose("the file could not be written", writer->frame());
+}
+
+void SaveMp4::lose(const QString& reason, const XFrameHeader* frame)
+{
+    const bool isPicture = frame->frameType <= XFrameHeader::LastVideoFrame;
+    if (isPicture || frame->frameType == XFrameHeader::AudioFrame)
+        writer->loss.lose(isPicture, reason);
+}
+
+void SaveMp4::tellLoss(const QString& line) const
+{
+    if (!line.isEmpty())
+        qCWarning(lcSaveMp4).noquote() << QString("%1 [%2]").arg(line, fileName());
 }
 
 void SaveMp4::close()
 {
-    writer->file.reset();
+    const std::shared_ptr<ByteRing> ring = writer->currentRing();
     writer->setRing(nullptr);
+    const auto hasMore = [&] {
+        const std::lock_guard<ByteRing> lock(*ring);
+        return ring->used() > 0;
+    };
+    while (ring && hasMore() && readFrame(*ring))
+        lose("the recording ended before they were written", writer->frame());
+    writer->file.reset();
+    tellLoss(writer->loss.end());
 }

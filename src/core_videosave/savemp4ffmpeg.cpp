@@ -9,6 +9,7 @@
 #include "core_videosave/countingsemaphore.h"
 #include "core_videosave/leadingpackets.h"
 #include "core_videosave/outputcontext.h"
+#include "core_videosave/recordingloss.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -60,6 +61,8 @@ constexpr qint64 beforeAllTimes = std::numeric_limits<qint64>::min();
 constexpr qint64 longestAudioWait = 2 * Adts::samplesPerFrame;
 
 constexpr auto rounding = static_cast<AVRounding>(AV_ROUND_NEAR_INF | AV_ROUND_PASS_MINMAX);
+
+constexpr char queueFull[] = "the queue was full";
 
 constexpr char saveVideoError[] = "write video [%1:%2][pts:%3][%4]";
 constexpr char saveAudioError[] = "write audio [%1:%2][pts:%3][%4]";
@@ -138,7 +141,9 @@ struct SaveMp4FFmpeg::Writer
     bool isHeadEarly = false; // written before there was sound
     qint64 nextAudioDts = AV_NOPTS_VALUE; // in the time base of the stream
     int framesInFragment = 0; // of sound alone
+    bool isFileGone = false;
     std::atomic<bool> hasFileError{false};
+    RecordingLoss loss;
 
     size_t queued()
     {
@@ -170,6 +175,10 @@ SaveMp4FFmpeg::SaveMp4FFmpeg(QObject* parent)
 }
 
 SaveMp4FFmpeg::~SaveMp4FFmpeg() { SaveMp4FFmpeg::stop(); }
+
+void SaveMp4FFmpeg::loseWithoutFile(bool video) { writer->loss.loseWithoutFile(video); }
+
+void SaveMp4FFmpeg::endLoss() { tellLoss(writer->loss.end()); }
 
 void SaveMp4FFmpeg::setExtradata(const QByteArray& video) { videoExtradata = video; }
 
@@ -231,9 +240,11 @@ bool SaveMp4FFmpeg::init()
         qCCritical(lcMp4).noquote() << "CreateSemaphore NULL";
         return false;
     }
+    writer->loss.beginFile();
     QDir().mkpath(QFileInfo(name).absolutePath());
     if (createMp4(name.toUtf8().constData()) != 0) {
         qCCritical(lcMp4).noquote() << QString("could not create %1").arg(name);
+        writer->loss.fail("the file could not be created");
         return false;
     }
     return !isAudioRecordable() || openEncoder();
@@ -265,6 +276,7 @@ int SaveMp4FFmpeg::createMp4(const char* name)
     writer->nextAudioDts = AV_NOPTS_VALUE;
     writer->framesInFragment = 0;
     writer->hasFileError = false;
+    writer->isFileGone = false;
 
     if (!writer->format.allocate(nullptr, name)) {
         qCWarning(lcMp4).noquote() << "Could not deduce output format from file extension: using MPEG.";
@@ -493,12 +505,14 @@ void SaveMp4FFmpeg::writePacket(AVPacket* packet)
 {
     AvPacketPtr owned(packet);
     const size_t queued = writer->queued();
+    const bool isPicture = packet->stream_index == writer->videoIndex;
     if (queued >= longestQueue) {
         qCWarning(lcMp4).noquote() << "queue is full";
+        writer->loss.lose(isPicture, queueFull);
         return;
     }
     // A key frame completes the fragment before it, which is to be safe on the disk.
-    const bool isKeyPicture = packet->stream_index == writer->videoIndex && (packet->flags & AV_PKT_FLAG_KEY) != 0;
+    const bool isKeyPicture = isPicture && (packet->flags & AV_PKT_FLAG_KEY) != 0;
     const bool canWait = !isKeyPicture && queued + 1 < mostResting;
     if (enqueue(owned.get())) {
         owned.release();
@@ -508,6 +522,7 @@ void SaveMp4FFmpeg::writePacket(AVPacket* packet)
             writer->saveSemaphore.release();
     } else {
         qCWarning(lcMp4).noquote() << "";
+        writer->loss.lose(isPicture, queueFull);
     }
 }
 
@@ -569,6 +584,9 @@ void SaveMp4FFmpeg::writeVideo(AVPacket* packet, const char* pattern)
     writer->hasWrittenVideo = true;
     if (result < 0)
         report(pattern, result, packet);
+    if (isKey) // it has pushed the fragment before it out
+        keepWritten();
+    writer->loss.hand(true);
 }
 
 void SaveMp4FFmpeg::writeAudio(AVPacket* packet, const char* pattern)
@@ -611,6 +629,7 @@ void SaveMp4FFmpeg::writeFiltered(AVPacket* packet, const char* pattern)
     writer->hasWrittenAudio = true;
     if (result < 0)
         report(pattern, result, packet);
+    writer->loss.hand(false);
     if (writer->videoIndex < 0)
         endSoundFragment();
 }
@@ -622,6 +641,7 @@ void SaveMp4FFmpeg::endSoundFragment()
         return;
     writer->framesInFragment = 0;
     av_write_frame(writer->format.get(), nullptr);
+    keepWritten();
 }
 
 bool SaveMp4FFmpeg::audioG711ToAAC(AVPacket* in, AVPacket* out)
@@ -668,8 +688,35 @@ void SaveMp4FFmpeg::report(const char* pattern, int error, const AVPacket* packe
 void SaveMp4FFmpeg::endOnFileError()
 {
     // The error stays with the file; the producer may have more luck with the next one.
-    if (writer->format && writer->format.fileError() < 0)
+    if (writer->format && (writer->isFileGone || writer->format.fileError() < 0)) {
+        judgeFile(); // before the producer sees that there is no file
         stopped = true;
+    }
+}
+
+/// After the end of a fragment.
+void SaveMp4FFmpeg::keepWritten()
+{
+    // A file that was removed, or whose disk was, takes everything without a complaint.
+    writer->isFileGone = writer->format.needsFile() && !QFileInfo::exists(fileName());
+    if (!writer->isFileGone && writer->format.fileError() >= 0)
+        tellLoss(writer->loss.keep());
+}
+
+/// What of the pictures that were written is lost with the file.
+void SaveMp4FFmpeg::judgeFile()
+{
+    const int error = writer->format.fileError();
+    if (writer->isFileGone)
+        writer->loss.failWithFile("the file was removed");
+    else if (error < 0)
+        writer->loss.fail(FFmpegHelper::getError(error));
+}
+
+void SaveMp4FFmpeg::tellLoss(const QString& line) const
+{
+    if (!line.isEmpty())
+        qCWarning(lcMp4).noquote() << QString("%1 [%2]").arg(line, fileName());
 }
 
 void SaveMp4FFmpeg::close()
@@ -684,7 +731,9 @@ void SaveMp4FFmpeg::close()
     if (writer->format) {
         if (writer->format.needsFile())
             av_write_trailer(writer->format.get());
-        writer->hasFileError = writer->format.fileError() < 0;
+        keepWritten();
+        judgeFile();
+        writer->hasFileError = writer->isFileGone || writer->format.fileError() < 0;
         writer->format.reset();
     }
     writer->bsf.reset();
@@ -699,4 +748,5 @@ void SaveMp4FFmpeg::stop()
         stopped = true;
     writer->saveSemaphore.release();
     AbstractSaveThread::stop();
+    endLoss();
 }

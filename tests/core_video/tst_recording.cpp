@@ -45,6 +45,12 @@ QVector<int> shownSince(const RecordingProbe& probe, int number)
     return shown.mid(shown.indexOf(number));
 }
 
+/// The line that tells how much was lost, without the times.
+QString lossOf(int pictures, const QString& reason)
+{
+    return QString("^lost %1 pictures and 0 packets of sound in .+: %2 \\[").arg(pictures).arg(reason);
+}
+
 /// Limits the size of every file that this process writes, as a disk does that is almost full.
 class FileSizeLimit
 {
@@ -679,6 +685,7 @@ private Q_SLOTS:
     void pictures_goOn_whenDiskIsFull()
     {
         guard->allow("^write video ?\\[-28:No space left on device\\]");
+        guard->allow(lossOf(100, "No space left on device"));
         QVERIFY(QFile::link("/dev/full", path("0-1.mp4")));
         QVERIFY(QFile::link("/dev/full", path("0-2.mp4")));
         RecordingProbe probe(Clips::h264Mp4(), folder->path());
@@ -687,6 +694,7 @@ private Q_SLOTS:
         playToEnd(probe);
         QCOMPARE(probe.pictures.load(), Clips::frameCount);
         QVERIFY(guard->contains("^write video ?\\[-28:No space left on device\\]"));
+        QVERIFY(guard->contains(lossOf(100, "No space left on device")));
         // The second key frame brings the first fragment to the disk, the third one begins the next file.
         QCOMPARE(probe.states(), states({"1 0-1.mp4", "3 0-1-done.mp4", "1 0-2.mp4", "3 0-2-done.mp4", "1 0-3.mp4",
                                          "0 0-3-done.mp4"}));
@@ -697,6 +705,7 @@ private Q_SLOTS:
     void pictures_goOn_whenDiskFillsUp()
     {
         guard->allow("^write video ?\\[-27:File too large\\]");
+        guard->allow("^lost \\d+ pictures .+: File too large \\[");
         RecordingProbe probe(Clips::h264Mp4(), folder->path());
         ++probe.previewRef();
         FileSizeLimit limit(8000);
@@ -718,12 +727,14 @@ private Q_SLOTS:
         const int pictures = MovieFile(files.last()).pictureCount();
         QVERIFY(pictures >= keyDistance);
         verifyIsWhole(files.last(), pictures);
+        QVERIFY(guard->contains("^lost \\d+ pictures .+: File too large \\["));
     }
 
     void pictures_goOn_whenFolderCanNotBeWritten()
     {
         guard->allow("^could not (open|create) ");
         guard->allow("^createMp4 err = 5$");
+        guard->allow(lossOf(75, "the file could not be created"));
         const QString readOnly = path("read only");
         QVERIFY(QDir().mkdir(readOnly));
         QFile::setPermissions(readOnly, QFile::ReadOwner | QFile::ExeOwner);
@@ -743,10 +754,12 @@ private Q_SLOTS:
         QCOMPARE(guard->count(QtCriticalMsg, "could not open " + locked), 3);
         QCOMPARE(probe.states(), states({"3 a.mp4", "3 a.mp4", "3 a.mp4", "1 b.mp4", "0 b.mp4"}));
         verifyIsWhole(path("b.mp4"), 50);
+        QVERIFY(guard->contains(lossOf(75, "the file could not be created")));
     }
 
     void pictures_goOn_whenFolderIsRemoved()
     {
+        guard->allow("^lost \\d+ pictures .+: the file was removed \\[");
         SimulatedClock clock;
         const QString inner = path("inner");
         bool isRemoved = false;
@@ -768,6 +781,7 @@ private Q_SLOTS:
         const QStringList files = probe.closedFiles(Thread::MANUAL_RECORD);
         QVERIFY(files.size() >= 2);
         QVERIFY(isRemoved);
+        QVERIFY(guard->contains("^lost \\d+ pictures .+: the file was removed \\["));
         QCOMPARE(files.first(), inner + "/0-1.mp4"); // gone, and so not renamed
         for (int i = 1; i < files.size(); ++i)
             QVERIFY(MovieFile(files.at(i)).decodes());

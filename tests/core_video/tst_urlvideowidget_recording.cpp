@@ -312,6 +312,7 @@ private Q_SLOTS:
     {
         guard->allow("^could not (open|create) /proc/");
         guard->allow("^createMp4 err = 5$");
+        guard->allow("^lost \\d+ pictures .+: the file could not be created \\[");
         const auto widget = play(server.url("h264"));
         QVERIFY(widget);
         const StateLog log(threadOf(widget.get()));

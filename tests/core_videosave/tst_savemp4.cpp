@@ -88,6 +88,12 @@ void record(UnthreadedSaver& saver, const DeviceFrames& frames)
         saver.save();
     }
 }
+
+/// The line that tells a loss, without the times.
+QString lossOf(int pictures, int sounds, const QString& reason)
+{
+    return QString("^lost %1 pictures and %2 packets of sound in .+: %3 \\[").arg(pictures).arg(sounds).arg(reason);
+}
 } // namespace
 
 class TestSaveMp4 : public QObject
@@ -209,8 +215,27 @@ private Q_SLOTS:
         record(saver, frames.mid(0, 30));
         for (const DeviceFrame& frame : frames.mid(30))
             saver.writeData(Buffer(frame).frame());
+        const QString loss = lossOf(frames.size() - 30, 0, "the recording ended before they were written");
+        guard->allow(loss);
         saver.close();
+        QVERIFY(guard->contains(loss));
         QCOMPARE(MovieFile(path("movie.mp4")).pictureCount(), 30);
+    }
+
+    void writeData_tellsHowMuchIsLost_whenTheBufferIsFull()
+    {
+        UnthreadedSaver saver;
+        saver.setPara(videoPara(), noSound(), waitMs);
+        QVERIFY(saver.begin(path("movie.mp4")));
+        guard->allow("^save buf is full$");
+        for (int n = 0; n < 15 + 3; ++n)
+            saver.writeData(Buffer(frameOf(0, 1048576)).frame());
+        for (int n = 0; n < 2; ++n)
+            saver.writeData(Buffer(frameOf(4, 1048576)).frame());
+        const QString loss = lossOf(15 + 3, 2, "the buffer was full"); // no pass has written anything either
+        guard->allow(loss);
+        saver.close();
+        QVERIFY(guard->contains(loss));
     }
 
     void writeData_isRefused_whileNoFileIsOpen()
@@ -326,6 +351,7 @@ private Q_SLOTS:
         saver.setPara(videoPara(), noSound(), waitMs);
         QVERIFY(saver.begin(path("movie.mp4")));
         expect(QtWarningMsg, "write audio to mp4 file failed: ret = -1");
+        guard->allow(lossOf(0, 1, "the file could not be written"));
         record(saver, {frameOf(4, 160)});
     }
 
@@ -335,6 +361,7 @@ private Q_SLOTS:
         saver.setPara(videoPara(0), audioPara(33), waitMs);
         QVERIFY(saver.begin(path("movie.mp4")));
         expect(QtWarningMsg, "write video to mp4 file failed: ret = -1");
+        guard->allow(lossOf(1, 0, "the file could not be written"));
         record(saver, {frameOf(0, 160)});
     }
 

@@ -26,6 +26,15 @@ constexpr int frameMs = 40;
 constexpr int waitMs = 100;
 constexpr int groupOfPictures = 25;
 constexpr int wholeWavesHertz = 1000; // so that frames follow each other without a click
+
+/// The line that tells a loss, for MessageGuard::allow().
+QString lossOf(const QString& pictures, const QString& reason)
+{
+    return QString("^lost %1 pictures and 0 packets of sound in \\d+\\.\\d\\d s, from [-0-9]{10} [:.0-9]{12} to "
+                   "[-0-9]{10} [:.0-9]{12}: %2 \\[.+\\]$")
+        .arg(pictures, reason);
+}
+
 constexpr char recordOption[] = "--record-until-killed";
 
 /// Opens and writes without the thread, so that a test knows when it writes.
@@ -117,6 +126,8 @@ private Q_SLOTS:
     void fullDisk_endsTheRecording_data();
     void fullDisk_endsTheRecording();
     void queueFull_dropsPackets_whenTheProducerIsTooFast();
+    void removedFile_endsTheRecording();
+    void loseWithoutFile_countsNothing_whenNoFileFailed();
     void queue_isEmptied_whenPicturesComeInBursts();
     void killedProcess_leavesAFileThatPlays_data();
     void killedProcess_leavesAFileThatPlays();
@@ -345,6 +356,7 @@ void tst_SaveMp4FFmpegFaults::fullDisk_endsTheRecording()
 {
     QFETCH(bool, isDisk);
     guard->allow("^write video ?\\[-(28|27):");
+    guard->allow(lossOf("\\d+", "(File too large|No space left on device)"));
     const QString disk = path("disk");
     QVERIFY(QDir().mkdir(disk));
     const QString first = disk + "/first.mp4";
@@ -365,7 +377,8 @@ void tst_SaveMp4FFmpegFaults::fullDisk_endsTheRecording()
     QVERIFY(saver.getIsRunning());
     QElapsedTimer timer;
     timer.start();
-    while (saver.getIsRunning() && timer.elapsed() < 100000) {
+    int fed = 0;
+    for (; saver.getIsRunning() && timer.elapsed() < 100000; ++fed) {
         pictures.feed(saver);
         QThread::msleep(3);
     }
@@ -390,12 +403,17 @@ void tst_SaveMp4FFmpegFaults::fullDisk_endsTheRecording()
     saver.stop();
     QVERIFY(guard->texts(QtCriticalMsg).isEmpty());
     QCOMPARE(ProbedFile(second).decodedPictures(), 40);
+    // What was in no complete fragment is lost, but for the last ones that may have come after the file's end.
+    const QString loss = guard->texts(QtWarningMsg).value(0);
+    const int lost = QRegularExpression("^lost (\\d+)").match(loss).captured(1).toInt();
+    QVERIFY2(qAbs(lost - (fed - fragments * groupOfPictures)) <= 2, qPrintable(loss));
     QCOMPARE(ProbedFile(second).complaints(), QByteArray());
 }
 
 void tst_SaveMp4FFmpegFaults::queueFull_dropsPackets_whenTheProducerIsTooFast()
 {
     guard->allow("^(packet )?queue is full$|^$");
+    guard->allow(lossOf("\\d+", "the queue was full"));
     EndlessSource pictures;
     SaveMp4FFmpeg saver;
     saver.setPara(Material::video(), Material::noSound(), waitMs);
@@ -407,6 +425,60 @@ void tst_SaveMp4FFmpegFaults::queueFull_dropsPackets_whenTheProducerIsTooFast()
     const int dropped
         = guard->count(QtWarningMsg, "queue is full") + guard->count(QtWarningMsg, "packet queue is full");
     QCOMPARE(ProbedFile(path()).packets("v").size(), fed - dropped);
+    QVERIFY(guard->contains(lossOf(QString::number(dropped), "the queue was full")));
+}
+
+/// What lies on a disk that was taken out, or in a folder that was cleared, is lost, and the recorder sees it.
+void tst_SaveMp4FFmpegFaults::removedFile_endsTheRecording()
+{
+    guard->allow(lossOf("\\d+", "the file was removed"));
+    EndlessSource pictures;
+    SaveMp4FFmpeg saver;
+    saver.setPara(Material::video(), Material::noSound(), waitMs);
+    saver.open(path());
+    QElapsedTimer timer;
+    timer.start();
+    int fed = 0;
+    for (; saver.getIsRunning() && timer.elapsed() < 100000; ++fed) {
+        if (fed == 60)
+            QVERIFY(QFile::remove(path()));
+        pictures.feed(saver);
+        QThread::msleep(3);
+    }
+    QVERIFY(!saver.getIsRunning());
+    QVERIFY(saver.wait(60000));
+    QVERIFY(saver.hasFileError());
+    QVERIFY(!QFile::exists(path()));
+    saver.loseWithoutFile(true);
+
+    EndlessSource again;
+    saver.open(path("next.mp4"));
+    for (int n = 0; n < 40; ++n)
+        again.feed(saver);
+    saver.stop();
+    QCOMPARE(ProbedFile(path("next.mp4")).decodedPictures(), 40);
+    const QStringList warnings = guard->texts(QtWarningMsg);
+    QCOMPARE(warnings.size(), 1);
+    const int lost = QRegularExpression("^lost (\\d+)").match(warnings.first()).captured(1).toInt();
+    QVERIFY2(qAbs(lost - (fed + 1)) <= 2, qPrintable(warnings.first()));
+}
+
+/// Nothing is lost before a file has failed, or after the recording was given up.
+void tst_SaveMp4FFmpegFaults::loseWithoutFile_countsNothing_whenNoFileFailed()
+{
+    SaveMp4FFmpeg saver;
+    saver.loseWithoutFile(true);
+    saver.endLoss();
+    guard->allow("^could not open |^createMp4 err = 5$|^could not create ");
+    guard->allow(lossOf("1", "the file could not be created"));
+    QVERIFY(QDir(folder->path()).mkdir("folder.mp4"));
+    saver.setPara(Material::video(), Material::noSound(), waitMs);
+    saver.open(path("folder.mp4"));
+    saver.loseWithoutFile(true);
+    saver.endLoss();
+    saver.loseWithoutFile(true);
+    saver.endLoss();
+    QCOMPARE(guard->texts(QtWarningMsg).size(), 1);
 }
 
 /// The recorder lets packets wait for each other a while, which must not fill its queue.

@@ -812,6 +812,7 @@ private Q_SLOTS:
     {
         guard->allow("^could not (open|create) ");
         guard->allow("^createMp4 err = 5$");
+        guard->allow("^lost \\d+ pictures .+: the file could not be created \\[");
         QFile blocker(folder->filePath("file"));
         QVERIFY(blocker.open(QIODevice::WriteOnly));
         thread->setSavePath(blocker.fileName());
@@ -841,6 +842,7 @@ private Q_SLOTS:
         QFETCH(int, bytes);
         QFETCH(int, frames);
         guard->allow("^write video ?\\[-(28|27):");
+        guard->allow("^lost \\d+ pictures .+: (No space left on device|File too large) \\[");
         guard->allow("^videoIndex = -1, audioIndex = -1$"); // for the frame that the recorder was given at that moment
         QVERIFY(QDir().mkpath(saveDir()));
         std::unique_ptr<SmallDisk> disk;
@@ -871,7 +873,7 @@ private Q_SLOTS:
     void file_thatVanishes_endsTheDownload_data()
     {
         QTest::addColumn<int>("seconds");
-        QTest::addColumn<int>("reads");
+        QTest::addColumn<int>("mostReads"); // the recorder notices with the fragment that it writes then, or with the next
         QTest::newRow("noticed at the end") << -1 << 126;
         QTest::newRow("noticed between two files") << 1 << 51; // at the key frame that opens the second one
     }
@@ -879,9 +881,11 @@ private Q_SLOTS:
     void file_thatVanishes_endsTheDownload()
     {
         QFETCH(int, seconds);
-        QFETCH(int, reads);
+        QFETCH(int, mostReads);
         const QString message = saveDir() + "/20240506T100000.mp4 could not be completed";
         guard->allow("^" + QRegularExpression::escape(message) + "$");
+        guard->allow("^lost \\d+ pictures .+: the file was removed \\[");
+        guard->allow("^videoIndex = -1, audioIndex = -1$"); // for the frame that the recorder was given at that moment
         thread->setSaveInterval(seconds);
         const DeviceFrames frames = DeviceStream::h264();
         addFrames(frames.mid(0, 10));
@@ -892,7 +896,9 @@ private Q_SLOTS:
         QVERIFY(download());
         QCOMPARE(log->lines(), (QStringList{"start", "error", "finish false"}));
         QCOMPARE(guard->count(QtCriticalMsg, message), 1);
-        QCOMPARE(device->countOf("vodReadDLFrame"), reads);
+        const int reads = device->countOf("vodReadDLFrame");
+        QVERIFY2(reads > 10 && reads <= mostReads, qPrintable(QString::number(reads)));
+        QVERIFY(guard->contains("^lost \\d+ pictures .+: the file was removed \\["));
     }
 
     // --- Frames that make no sense

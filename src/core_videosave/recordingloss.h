@@ -1,0 +1,64 @@
+#pragma once
+
+#include <QDateTime>
+#include <QString>
+
+#include <mutex>
+
+/// What a recorder has lost, from the first lost picture until writing works again, told in one line then.
+///
+/// A picture is handed to the muxer first, and is on the disk when its fragment is: what was handed when a file fails is
+/// lost. Losses with less than two seconds between them are one. Any thread.
+class RecordingLoss
+{
+public:
+    /// A file begins, in which nothing is yet.
+    void beginFile();
+
+    /// A picture, else a packet of sound, that was dropped before it came to the muxer.
+    void lose(bool isPicture, const QString& reason);
+
+    /// One that the muxer has got.
+    void hand(bool isPicture);
+
+    /// All that was handed is on the disk. Returns the line for a loss that is over, else nothing.
+    QString keep();
+
+    /// The file can't be written any more: what was handed and not kept is lost.
+    void fail(const QString& reason);
+
+    /// The file is not there any more, with everything that was written to it.
+    void failWithFile(const QString& reason);
+
+    /// Whether a file failed, or could not be opened, and nothing could be written since.
+    bool isFailing() const;
+
+    /// As lose(), for what comes while there is no file after one has failed.
+    void loseWithoutFile(bool isPicture);
+
+    /// No more comes. Returns the line for what was lost and not yet told, else nothing.
+    QString end();
+
+private:
+    struct Amount
+    {
+        int pictures = 0;
+        int sounds = 0;
+        QDateTime since; ///< of the first one; invalid for none
+
+        void add(bool isPicture, const QDateTime& now);
+        void take(Amount& other);
+    };
+
+    void loseAll(Amount& amount, const QString& reason);
+    QString takeLine();
+
+    mutable std::mutex mutex; // guards all below
+    Amount handed;
+    Amount kept; // in the open file
+    Amount lost;
+    QDateTime lastLoss;
+    QDateTime endOfLoss; // invalid while it goes on
+    QString why;
+    bool failing = false;
+};
