@@ -48,6 +48,13 @@ class Mp4File:
             return []
         return sorted(stream["codec_name"] for stream in json.loads(probe.stdout).get("streams", []))
 
+    def packets(self):
+        """How many pictures are stored, those that can't be decoded included."""
+        probe = subprocess.run(["ffprobe", "-v", "error", "-select_streams", "v:0", "-count_packets", "-show_entries",
+                                "stream=nb_read_packets", "-of", "csv=p=0", self.path], capture_output=True, text=True,
+                               check=False)
+        return int(probe.stdout.strip().rstrip(",") or 0)
+
     def complaints(self):
         """What ffmpeg says while it decodes everything; empty for a file without fault."""
         played = subprocess.run(["ffmpeg", "-v", "error", "-nostdin", "-i", self.path, "-enc_time_base", "-1",

@@ -8,6 +8,7 @@ are read from the standard input, one a line, and each is answered by one line:
     quit      as the end of the input: every client is disconnected and the program ends
 """
 import argparse
+import functools
 import random
 import sys
 
@@ -110,6 +111,12 @@ class Picture:
         return above + bytes(row) * (self.band[1] - self.band[0]) + below + self.chroma
 
 
+@functools.lru_cache
+def picture_of(size, is_noisy):
+    """Painting takes a while, which no client after the first should wait for."""
+    return Picture(*size, is_noisy)
+
+
 class Feed:
     """Pushes pictures into one appsrc in real time until its media is closed."""
 
@@ -136,7 +143,7 @@ class Feed:
     def push(self):
         size = SIZES[self.size_index()]
         if self.picture is None or self.picture.size != size:
-            self.picture = Picture(*size, self.is_noisy)
+            self.picture = picture_of(size, self.is_noisy)
             self.source.set_property("caps", Gst.Caps.from_string(
                 f"video/x-raw,format=I420,width={size[0]},height={size[1]},framerate={self.rate}/1"))
         buffer = Gst.Buffer.new_wrapped(self.picture.paint(self.number % (1 << BITS)))
@@ -150,6 +157,7 @@ class Server:
     def __init__(self, arguments):
         self.switched = 0
         self.rate = arguments.rate
+        self.is_separate = arguments.separate
         self.server = GstRtspServer.RTSPServer()
         self.server.set_address(arguments.address)
         self.server.set_service(str(arguments.port))
@@ -181,7 +189,7 @@ class Server:
             permissions.add_permission_for_role(role, GstRtspServer.RTSP_PERM_MEDIA_FACTORY_CONSTRUCT,
                                                 role == "user" or not secure)
         factory.set_permissions(permissions)
-        factory.set_shared(True)
+        factory.set_shared(not self.is_separate)
         return factory
 
     def live_factory(self, path, launch):
@@ -242,6 +250,8 @@ def main():
     parser.add_argument("--password", default="password")
     parser.add_argument("--chosen", default="h264")
     parser.add_argument("--file")
+    parser.add_argument("--separate", action="store_true",
+                        help="a stream for each client, so that one that is gone holds up nobody")
     Gst.init(None)
     Server(parser.parse_args()).run()
 
