@@ -43,7 +43,7 @@ void FFmpegVideoThread::Source::close()
     decodedFrame.reset();
     audioFrame.reset();
     transferFrame.reset();
-    audioBuffer.clear();
+    audioBuffer.reset();
     videoCtx.reset();
     videoCodec = nullptr;
     audioCtx.reset();
@@ -647,8 +647,8 @@ void FFmpegVideoThread::decodeAudio(const AVPacket* packet)
         return;
     constexpr int channels = 2;
     constexpr int frameBytes = channels * 2;
-    quint8* out = source->audioBuffer.data();
-    const int room = static_cast<int>(source->audioBuffer.size()) / frameBytes;
+    quint8* out = source->audioBuffer.get();
+    constexpr int room = audioBufferBytes / frameBytes;
     const int samples = swr_convert(source->resampler.get(), &out, room,
                                     const_cast<const quint8**>(frame->extended_data), frame->nb_samples);
     if (samples <= 0)

@@ -25,7 +25,6 @@ Q_LOGGING_CATEGORY(lcOpen, "vantor.ffmpeg.open")
 constexpr int64_t mostPixels = 8192 * 8192;
 
 constexpr int addressTestMs = 500;
-constexpr int audioBufferBytes = 288000;
 constexpr int outputChannels = 2;
 constexpr int outputBits = 16;
 constexpr int highestFrameRate = 60;
@@ -334,7 +333,7 @@ bool FFmpegVideoThread::initAudio()
 
     if (!buildResampler({channelsOf(context), context->sample_fmt, context->sample_rate}))
         return false;
-    source->audioBuffer.resize(audioBufferBytes);
+    source->audioBuffer.reset(new quint8[audioBufferBytes]); // make_unique() would touch every page of it
     const QString message = QString("索引: %1 解码: %2 比特: %3 声道: %4 采样: %5 品质: %6")
                                 .arg(source->audioIndex)
                                 .arg(source->audioCodec->name)

@@ -11,6 +11,8 @@
 #include <memory>
 #include <vector>
 
+constexpr int audioBufferBytes = 288000;
+
 /// Paces a source that is not live: knows which moment of the clock belongs to which moment of the source.
 struct PlayClock
 {
@@ -64,7 +66,7 @@ struct FFmpegVideoThread::Source
     int shrunkTimes = 0; ///< how often the image that was delivered last was halved
     SwrContextPtr resampler;
     AudioInput resamplerInput;
-    std::vector<quint8> audioBuffer;
+    std::unique_ptr<quint8[]> audioBuffer; ///< audioBufferBytes, and no memory before it is used
 
     AvDictionary options;
     FFmpegCodec* videoCodec = nullptr;
