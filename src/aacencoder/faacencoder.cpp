@@ -2,8 +2,34 @@
 
 #include <faac.h>
 
+#include <cstdlib>
+#include <mutex>
+
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
+namespace {
+/// FAAC allocates 12 MB for each encoder and uses a small part of it. Once the first of them has been freed, glibc takes
+/// later ones from its arenas, where all of it is memory that was used before and stays in the process, four times as
+/// much as is needed where many recordings come and go. With a limit of its own it maps them again, unless the host has
+/// set another one in the environment.
+void keepEncodersOutOfArenas()
+{
+#ifdef __GLIBC__
+    constexpr int leastBytes = 11 * 1024 * 1024; // above pictures of 1920x1200, which are better reused
+    static std::once_flag once;
+    std::call_once(once, [] {
+        if (!std::getenv("MALLOC_MMAP_THRESHOLD_"))
+            mallopt(M_MMAP_THRESHOLD, leastBytes);
+    });
+#endif
+}
+} // namespace
+
 std::unique_ptr<FaacEncoder> FaacEncoder::open(unsigned long sampleRate, unsigned channels, unsigned pcmBitSize)
 {
+    keepEncodersOutOfArenas();
     std::unique_ptr<FaacEncoder> encoder(new FaacEncoder);
     encoder->bytesPerSample = pcmBitSize / 8;
     unsigned long maxOutputBytes = 0;
