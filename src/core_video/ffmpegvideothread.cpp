@@ -216,7 +216,7 @@ void FFmpegVideoThread::closeSource()
         videoHeight = 0;
         rotate = 0;
         errorCount = 0;
-        setSnapName("");
+        forgetSnapName();
         stopped = false;
         isOk = false;
         isPause = false;

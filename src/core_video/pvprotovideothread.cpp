@@ -230,7 +230,7 @@ void PvProtoVideoThread::closeVideo()
         videoWidth = 0;
         videoHeight = 0;
         rotate = 0;
-        setSnapName("");
+        forgetSnapName();
         stopped = false;
         isOk = false;
         isPause = false;
@@ -417,6 +417,7 @@ void PvProtoVideoThread::writeSnapshot()
     const QString name = getSnapName();
     if (!rgbPicture().save(name, "jpg"))
         qCWarning(lcLoop).noquote() << QString("snapshot was not written: %1").arg(name);
+    snapWritten = true;
     QMetaObject::invokeMethod(this, "snapFinsh");
 }
 

@@ -483,6 +483,12 @@ void AbstractVideoThread::snapFinsh()
         Q_EMIT snapImage(image, name);
 }
 
+void AbstractVideoThread::forgetSnapName()
+{
+    if (!snapWritten)
+        setSnapName("");
+}
+
 void AbstractVideoThread::announceAudioFormat(int rate, int channels, int size)
 {
     {

@@ -266,6 +266,9 @@ protected:
     /// Video thread, as the last step of run(): starts the thread again once it has ended, unless it is stopped first.
     void restart();
 
+    /// Video thread, when the source is closed: clears the name of the snapshot, unless snapFinsh() still needs it.
+    void forgetSnapName();
+
     /// Milliseconds since updateTime().
     qint64 millisecondsSinceUpdate() const;
 

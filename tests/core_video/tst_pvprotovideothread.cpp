@@ -712,6 +712,25 @@ private Q_SLOTS:
         QVERIFY(previews.first().startsWith("320 "));
     }
 
+    void snap_isReported_whenTheStreamIsClosedBefore()
+    {
+        const QTemporaryDir folder;
+        const QString name = folder.filePath("picture.jpg");
+        ProtoProbe probe(VideoMode_Image);
+        probe.setSnapPreview(true);
+        QStringList previews;
+        connect(&probe, &AbstractVideoThread::snapImage, [&](const QImage& image, const QString& file) {
+            previews << QString("%1 %2").arg(image.width()).arg(file);
+        });
+        probe.script.addAction([&] { probe.snap(name); });
+        probe.script.add(pictures(2));
+        probe.addStop();
+        probe.play();
+        QVERIFY(probe.wait(waitMs)); // without an event of this thread
+        QTRY_COMPARE_WITH_TIMEOUT(probe.snapsFinished.load(), 1, waitMs);
+        QCOMPARE(previews, QStringList("320 " + name));
+    }
+
     void snap_isTakenBesideThePicture_inItsOrder()
     {
         const QTemporaryDir folder;
