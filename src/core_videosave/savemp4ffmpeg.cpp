@@ -84,14 +84,31 @@ uint8_t encoderInputOf(int codec)
     }
 }
 
-/// Whether there is anything behind a start code.
-bool hasNalUnit(const AVPacket* packet)
+enum class Content { Nothing, DelimiterAlone, Picture };
+
+bool isDelimiter(AVCodecID codec, uint8_t head)
+{
+    constexpr int h264Delimiter = 9;
+    constexpr int h265Delimiter = 35;
+    return codec == AV_CODEC_ID_HEVC ? (head >> 1 & 0x3f) == h265Delimiter : (head & 0x1f) == h264Delimiter;
+}
+
+/// What is behind the start codes.
+Content contentOf(const AVPacket* packet, AVCodecID codec)
 {
     constexpr uint8_t startCode[] = {0, 0, 1};
-    const uint8_t* begin = packet->data;
-    const uint8_t* end = begin + packet->size;
-    const uint8_t* found = std::search(begin, end, std::begin(startCode), std::end(startCode));
-    return end - found > std::ptrdiff_t(std::size(startCode));
+    constexpr auto codeBytes = std::ptrdiff_t(std::size(startCode));
+    const uint8_t* const end = packet->data + packet->size;
+    Content content = Content::Nothing;
+    for (const uint8_t* at = packet->data;;) {
+        at = std::search(at, end, std::begin(startCode), std::end(startCode));
+        if (end - at <= codeBytes)
+            return content;
+        at += codeBytes;
+        if (!isDelimiter(codec, *at))
+            return Content::Picture;
+        content = Content::DelimiterAlone;
+    }
 }
 
 /// Whether the muxer turns start codes into lengths.
@@ -565,14 +582,24 @@ bool SaveMp4FFmpeg::writeQueued(const char* videoError, const char* audioError)
     return true;
 }
 
+/// The muxer would write a picture of no bytes, for which players refuse the whole file. And a source that breaks off
+/// behind the delimiter of a picture leaves that alone behind, which decoders complain about.
+bool SaveMp4FFmpeg::isWorthWriting(const AVPacket* packet) const
+{
+    const AVCodecParameters* parameters = writer->format.get()->streams[packet->stream_index]->codecpar;
+    const Content content = isAnnexB(parameters) ? contentOf(packet, parameters->codec_id) : Content::Picture;
+    if (content == Content::Nothing)
+        qCWarning(lcMp4, "a picture of %d bytes without a NAL unit was left out", packet->size);
+    else if (content == Content::DelimiterAlone)
+        qCInfo(lcMp4, "a picture of %d bytes, its delimiter alone, was left out", packet->size);
+    return content == Content::Picture;
+}
+
 void SaveMp4FFmpeg::writeVideo(AVPacket* packet, const char* pattern)
 {
     AVFormatContext* format = writer->format.get();
-    // The muxer would write a picture of no bytes, for which players refuse the whole file.
-    if (isAnnexB(format->streams[packet->stream_index]->codecpar) && !hasNalUnit(packet)) {
-        qCWarning(lcMp4, "a picture of %d bytes without a NAL unit was left out", packet->size);
+    if (!isWorthWriting(packet))
         return;
-    }
     // The muxer keeps the head of the file back until every stream has data. A source that never sends the sound it
     // announced must not cost the pictures after a crash, so the head is asked for at the second key frame.
     const bool isKey = (packet->flags & AV_PKT_FLAG_KEY) != 0;

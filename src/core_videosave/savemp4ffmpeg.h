@@ -102,6 +102,7 @@ private:
     void writePacket(AVPacket* packet);
 
     bool writeQueued(const char* videoError, const char* audioError);
+    bool isWorthWriting(const AVPacket* packet) const;
     void writeVideo(AVPacket* packet, const char* pattern);
     void writeAudio(AVPacket* packet, const char* pattern);
     void writeFiltered(AVPacket* packet, const char* pattern);

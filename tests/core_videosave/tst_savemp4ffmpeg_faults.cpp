@@ -6,6 +6,7 @@
 #include "smalldisk.h"
 #include "support/clips.h"
 #include "support/messageguard.h"
+#include "support/moviefile.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -121,6 +122,8 @@ private Q_SLOTS:
     void writeData_isRefused_afterAFailedOpen();
     void writeData_isReported_whenTimeStandsStill();
     void close_isReported_whenTimeStandsStill();
+    void writeData_leavesOutADelimiterAlone_data();
+    void writeData_leavesOutADelimiterAlone();
     void writeData_leavesOutPictures_thatArePointless_data();
     void writeData_leavesOutPictures_thatArePointless();
     void fullDisk_endsTheRecording_data();
@@ -321,6 +324,35 @@ void tst_SaveMp4FFmpegFaults::writeData_leavesOutPictures_thatArePointless_data(
     QTest::newRow("a start code alone") << QByteArray("\0\0\0\1", 4);
     QTest::newRow("no start code") << QByteArray(300, 'x');
     QTest::newRow("zeros") << QByteArray(300, '\0');
+}
+
+void tst_SaveMp4FFmpegFaults::writeData_leavesOutADelimiterAlone_data()
+{
+    QTest::addColumn<QString>("clip");
+    QTest::addColumn<int>("codec");
+    QTest::addColumn<QByteArray>("payload");
+    QTest::newRow("H.264") << Clips::h264AnnexB() << 1 << QByteArray("\0\0\0\1\x09\xf0", 6);
+    QTest::newRow("H.265") << Clips::deviceH265() << 2 << QByteArray("\0\0\0\1\x46\x01\x50", 7);
+}
+
+/// What is left of the last picture of a source that was lost at that moment.
+void tst_SaveMp4FFmpegFaults::writeData_leavesOutADelimiterAlone()
+{
+    QFETCH(QString, clip);
+    QFETCH(int, codec);
+    QFETCH(QByteArray, payload);
+    const Material::Packets source = Material::read(clip, 30);
+    XVideoEncPara video = Material::video();
+    video.codec = codec;
+    UnthreadedSaver saver;
+    saver.setPara(video, Material::noSound(), waitMs);
+    QVERIFY(saver.begin(path()));
+    for (int n = 0; n < 30; ++n)
+        saver.writeData(Material::frameOf(source.packets[size_t(n)].get(), quint64(n) * frameMs, n).header());
+    saver.writeData(Material::Frame(1, 30 * frameMs, payload).header());
+    saver.close();
+    QCOMPARE(ProbedFile(path()).decodedPictures(), 30);
+    QVERIFY(MovieFile(path()).decodes());
 }
 
 /// They would keep players from opening the file at all.
