@@ -25,6 +25,7 @@ RETURN_MS = 10000  # a source that is back, or a widget that was started, is rec
 CLOCK_MS = 1000  # the moment at which an RTSP recording was opened is known that well
 NUMBERS = 1 << 12  # of the pictures of the RTSP server
 NUMBER_BITS = 12
+STARVED_MS = 1000  # a computer that gives a thread no processor for that long does not keep a live source going
 SETTLED_S = 300
 LEAST_SAMPLES = 30
 FLOORS = {"threads": 2, "handles": 6, "pss_kb": 4096}
@@ -173,7 +174,16 @@ class Accounts:
             if row["event"] == "file" and row["state"] == 1:
                 self.opened.setdefault(row["name"][:-len(".mp4")], row["t"])
         self.returns, self.openings = [], []
+        self.starved = self.starved_times()
         self.totals = Counter()
+
+    def starved_times(self):
+        """When the GUI thread or the X server was ready to run for a second and got no processor, and what follows."""
+        times = []
+        for row in self.journal:
+            if row["event"] == "gap" and max(row["runnable"], row["server_runnable"]) >= STARVED_MS:
+                times.append([row["end"] - row["ms"] - RETURN_MS, row["end"] + RETURN_MS])
+        return merged(times)
 
     def problem(self, text):
         self.problems.append(text)
@@ -285,7 +295,9 @@ class Accounts:
                 values.append(end - start)
             windows = [[start, start + RETURN_MS] for start, _ in starts if begin - CLOCK_MS <= start <= end]
             for low, high in without([[begin, end]], outages + windows):
-                if high - low > GROUP_MS + FRINGE_MS:
+                if high - low > GROUP_MS + FRINGE_MS and not without([[low, high]], self.starved):
+                    self.totals["starved ms"] += high - low
+                elif high - low > GROUP_MS + FRINGE_MS:
                     where = (low - self.begin["t"]) / 1000
                     self.problem(f"{name}: {(high - low) / 1000:.1f} s are missing from second {where:.1f} on")
 
@@ -299,21 +311,25 @@ class Accounts:
             for i in range(1, min(len(numbers), len(result["times"]))):
                 lost = (numbers[i] - numbers[i - 1] - 1) % NUMBERS
                 if lost and not self.in_outage(begin + result["times"][i] - result["times"][0], outages):
-                    self.lose(name, result["path"], lost)
+                    self.lose(name, result["path"], lost, begin + result["times"][i] - result["times"][0])
             if before and interval and interval == before[1]:
                 gap = begin - before[2]
                 hit = self.in_outage(begin, outages) or self.in_outage(before[2], outages)
                 lost = (numbers[0] - before[0] - 1) % NUMBERS
                 if lost and not hit and gap <= GROUP_MS + FRINGE_MS:
-                    self.lose(name, result["path"], lost)
+                    self.lose(name, result["path"], lost, begin)
             end = begin + result["times"][-1] - result["times"][0] + self.picture_ms
             before = (numbers[-1], interval, end) if numbers else None
 
     @staticmethod
     def in_outage(moment, outages):
+        """Whether pictures may be missing there."""
         return any(low - CLOCK_MS <= moment <= high + RETURN_MS for low, high in outages)
 
-    def lose(self, name, path, count):
+    def lose(self, name, path, count, moment):
+        if self.in_outage(moment, self.starved):
+            self.totals["pictures dropped without a processor"] += count
+            return
         self.totals["lost pictures"] += count
         self.problem(f"{name}: {count} pictures are missing in or before {os.path.basename(path)}")
 
@@ -335,6 +351,9 @@ class Accounts:
                 if at >= 0 and moment <= inner[at][1] and stamp not in recorded:
                     missing.append((moment, stamp))
         self.totals["device pictures compared"] += len(delivered)
+        dropped = [stamp for moment, stamp in missing if self.in_outage(moment, self.starved)]
+        self.totals["pictures dropped without a processor"] += len(dropped)
+        missing = [(moment, stamp) for moment, stamp in missing if not self.in_outage(moment, self.starved)]
         if missing:
             self.totals["lost pictures"] += len(missing)
             where = (missing[0][0] - self.begin["t"]) / 1000
@@ -455,6 +474,10 @@ def print_tables(accounts, process, messages, snapshots):
           f"{totals['sound packets']} packets of sound |")
     print(f"| device pictures compared one by one | {totals['device pictures compared']} |")
     print(f"| lost pictures | {totals['lost pictures']} |")
+    if totals["starved ms"] or totals["pictures dropped without a processor"]:
+        print(f"| not judged, as the computer gave no processor for a second or more | "
+              f"{totals['starved ms'] / 1000:.0f} s of recordings, "
+              f"{totals['pictures dropped without a processor']} pictures |")
     print(f"| recorded again after a source was back | {spread(accounts.returns)} |")
     print(f"| recorded after the start of a widget | {spread(accounts.openings)} |")
     print(f"| snapshots | {snapshots} |")
