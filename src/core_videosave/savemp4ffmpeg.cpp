@@ -153,6 +153,7 @@ struct SaveMp4FFmpeg::Writer
     AVRational videoTimeBase{0, 1};
     AVRational audioTimeBase{0, 1};
 
+    AvPacketPtr heldPicture; // until it is known how long it lasts, while there was no sound
     bool hasWrittenVideo = false;
     bool hasWrittenAudio = false;
     bool isHeadEarly = false; // written before there was sound
@@ -291,6 +292,7 @@ int SaveMp4FFmpeg::createMp4(const char* name)
     writer->hasWrittenAudio = false;
     writer->isHeadEarly = false;
     writer->nextAudioDts = AV_NOPTS_VALUE;
+    writer->heldPicture.reset();
     writer->framesInFragment = 0;
     writer->hasFileError = false;
     writer->isFileGone = false;
@@ -597,9 +599,29 @@ bool SaveMp4FFmpeg::isWorthWriting(const AVPacket* packet) const
 
 void SaveMp4FFmpeg::writeVideo(AVPacket* packet, const char* pattern)
 {
-    AVFormatContext* format = writer->format.get();
     if (!isWorthWriting(packet))
         return;
+    const bool isHeld = writer->audioIndex >= 0 && !writer->hasWrittenAudio;
+    if (writer->heldPicture) // devices send any time
+        writer->heldPicture->duration = qBound<qint64>(0, av_sat_sub64(packet->dts, writer->heldPicture->dts), INT_MAX);
+    writeHeldPicture(pattern);
+    if (isHeld)
+        writer->heldPicture.reset(av_packet_clone(packet));
+    else
+        writePicture(packet, pattern);
+}
+
+/// A fragment that is ended by request ends with a picture of which the muxer does not know how long it lasts, and its
+/// guess would move the pictures that follow. Fragments that are ended by key frames alone need nobody's help.
+void SaveMp4FFmpeg::writeHeldPicture(const char* pattern)
+{
+    if (const AvPacketPtr picture = std::move(writer->heldPicture))
+        writePicture(picture.get(), pattern);
+}
+
+void SaveMp4FFmpeg::writePicture(AVPacket* packet, const char* pattern)
+{
+    AVFormatContext* format = writer->format.get();
     // The muxer keeps the head of the file back until every stream has data. A source that never sends the sound it
     // announced must not cost the pictures after a crash, so the head is asked for at the second key frame.
     const bool isKey = (packet->flags & AV_PKT_FLAG_KEY) != 0;
@@ -621,6 +643,7 @@ void SaveMp4FFmpeg::writeAudio(AVPacket* packet, const char* pattern)
     const AvPacketPtr encoded(av_packet_clone(packet));
     if (!encoded || !audioG711ToAAC(packet, encoded.get()))
         return;
+    writeHeldPicture(saveVideoError);
     // One call may have completed several frames; the filter takes them one by one.
     for (const QByteArray& frame : Adts::split(encoded->data, encoded->size)) {
         const AvPacketPtr single = makePacket();
@@ -751,6 +774,7 @@ void SaveMp4FFmpeg::close()
     while (writeQueued(drainVideoError, drainAudioError)) { }
     for (const AvPacketPtr& picture : writer->leading.takeRest())
         writeVideo(picture.get(), drainVideoError);
+    writeHeldPicture(drainVideoError);
     writer->clearQueue();
     writer->videoIndex = -1;
     writer->audioIndex = -1;

@@ -104,6 +104,8 @@ private:
     bool writeQueued(const char* videoError, const char* audioError);
     bool isWorthWriting(const AVPacket* packet) const;
     void writeVideo(AVPacket* packet, const char* pattern);
+    void writeHeldPicture(const char* pattern);
+    void writePicture(AVPacket* packet, const char* pattern);
     void writeAudio(AVPacket* packet, const char* pattern);
     void writeFiltered(AVPacket* packet, const char* pattern);
     void endSoundFragment();

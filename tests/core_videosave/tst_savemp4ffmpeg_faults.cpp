@@ -122,6 +122,7 @@ private Q_SLOTS:
     void writeData_isRefused_afterAFailedOpen();
     void writeData_isReported_whenTimeStandsStill();
     void close_isReported_whenTimeStandsStill();
+    void writeData_keepsTimes_whenPicturesComeUnevenly_andNoSoundComes();
     void writeData_leavesOutADelimiterAlone_data();
     void writeData_leavesOutADelimiterAlone();
     void writeData_leavesOutPictures_thatArePointless_data();
@@ -324,6 +325,26 @@ void tst_SaveMp4FFmpegFaults::writeData_leavesOutPictures_thatArePointless_data(
     QTest::newRow("a start code alone") << QByteArray("\0\0\0\1", 4);
     QTest::newRow("no start code") << QByteArray(300, 'x');
     QTest::newRow("zeros") << QByteArray(300, '\0');
+}
+
+/// The last picture of a group is not assumed to last as long as a break before it did.
+void tst_SaveMp4FFmpegFaults::writeData_keepsTimes_whenPicturesComeUnevenly_andNoSoundComes()
+{
+    guard->allow("^-----cur pts = ");
+    const Material::Packets source = Material::read(Clips::h264AnnexB(), 2);
+    const QVector<int> times{0, 4700, 8200, 14000, 14100, 14200, 14300, 14400, 14500, 14600};
+    UnthreadedSaver saver;
+    saver.setPara(Material::video(), Material::sound(), waitMs);
+    QVERIFY(saver.begin(path()));
+    for (int n = 0; n < times.size(); ++n) { // a key frame and another picture by turns
+        const int number = n % 2;
+        saver.writeData(Material::frameOf(source.packets[size_t(number)].get(), quint64(times[n]), number).header());
+    }
+    saver.close();
+    const auto pictures = ProbedFile(path()).packets("v");
+    QCOMPARE(pictures.size(), times.size());
+    for (int n = 0; n < times.size(); ++n)
+        QCOMPARE(qRound(pictures[n].pts * 1000), times[n]);
 }
 
 void tst_SaveMp4FFmpegFaults::writeData_leavesOutADelimiterAlone_data()
