@@ -209,10 +209,24 @@ class Accounts:
         return sorted({row["stream"] for row in self.journal if row["event"] == "want"})
 
     def outages(self, stream):
-        down = self.switched(("down", "up"), stream, lambda row: row["event"] == "down")
+        down = self.switched(("down", "up"), stream, lambda row: row["event"] == "down") + self.silences(stream)
         stalls = [[row["t"], row["t"] + row["ms"]] for row in self.journal
                   if row["event"] == "stall" and row["stream"] == stream]
         return merged(down + stalls)
+
+    def delivered(self, stream):
+        """[time stamp, moment] of what the device handed over; the last line may not be whole."""
+        with open(f"{self.folder}/{stream}/delivered.txt", encoding="ascii") as lines:
+            return [[int(field) for field in line.split()] for line in lines if line.endswith("\n")]
+
+    def silences(self, stream):
+        """When the device had nothing to hand over, asked for or not."""
+        if is_rtsp(stream):
+            return []
+        stamps = [self.begin["t"]] + [stamp for stamp, _ in self.delivered(stream)] + [self.last]
+        gaps = [[before, after] for before, after in zip(stamps, stamps[1:]) if after - before > GROUP_MS]
+        self.totals["silence ms"] += sum(end - begin for begin, end in gaps)
+        return gaps
 
     def account(self):
         for stream in self.streams():
@@ -236,7 +250,8 @@ class Accounts:
                 self.problem(f"{path['path']}: no pictures")
         results = [result for result in results if result["times"]]
         pieces = self.rtsp_pieces(results) if is_rtsp(stream) else self.device_pieces(results)
-        self.check_overlaps(name, pieces, CLOCK_MS if is_rtsp(stream) else 0)
+        if not is_rtsp(stream):  # of those the numbers of the pictures tell
+            self.check_overlaps(name, pieces)
         self.check_gaps(name, wanted, [piece[:2] for piece in pieces], outages)
         if is_rtsp(stream):
             self.check_numbers(name, results, wanted, outages)
@@ -273,10 +288,10 @@ class Accounts:
         self.totals["openings not reported"] += 1
         return time.mktime(time.strptime(os.path.basename(stem), "%Y%m%dT%H%M%S")) * 1000 + 500
 
-    def check_overlaps(self, name, pieces, tolerance):
+    def check_overlaps(self, name, pieces):
         last_end, last_path = 0, ""
         for begin, end, path in sorted(pieces):
-            if begin < last_end - tolerance - 1:
+            if begin < last_end - 1:
                 self.problem(f"{name}: {os.path.basename(path)} begins {last_end - begin:.0f} ms before "
                              f"{os.path.basename(last_path)} ends")
             if end > last_end:
@@ -343,13 +358,11 @@ class Accounts:
         inner = [[begin + FRINGE_MS, end - FRINGE_MS] for begin, end in wanted if end - begin > 2 * FRINGE_MS]
         begins = [begin for begin, _ in inner]
         missing = []
-        with open(f"{self.folder}/{stream}/delivered.txt", encoding="ascii") as lines:
-            for line in lines:
-                stamp, moment = (int(field) for field in line.split())
-                delivered.add(stamp)
-                at = bisect.bisect_right(begins, moment) - 1
-                if at >= 0 and moment <= inner[at][1] and stamp not in recorded:
-                    missing.append((moment, stamp))
+        for stamp, moment in self.delivered(stream):
+            delivered.add(stamp)
+            at = bisect.bisect_right(begins, moment) - 1
+            if at >= 0 and moment <= inner[at][1] and stamp not in recorded:
+                missing.append((moment, stamp))
         self.totals["device pictures compared"] += len(delivered)
         dropped = [stamp for moment, stamp in missing if self.in_outage(moment, self.starved)]
         self.totals["pictures dropped without a processor"] += len(dropped)
@@ -473,6 +486,7 @@ def print_tables(accounts, process, messages, snapshots):
     print(f"| files | {totals['files']}, {totals['bytes'] / 1e6:.0f} MB, {totals['pictures']} pictures, "
           f"{totals['sound packets']} packets of sound |")
     print(f"| device pictures compared one by one | {totals['device pictures compared']} |")
+    print(f"| devices had no picture for | {totals['silence ms'] / 1000:.0f} s |")
     print(f"| lost pictures | {totals['lost pictures']} |")
     if totals["starved ms"] or totals["pictures dropped without a processor"]:
         print(f"| not judged, as the computer gave no processor for a second or more | "
