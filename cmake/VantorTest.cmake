@@ -40,7 +40,8 @@ function(vantor_add_test name)
     endif()
     vantor_test_environment(${name} ${environment_of})
     set_tests_properties(${name} PROPERTIES
-        TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}" WORKING_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+        TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}" WORKING_DIRECTORY ${CMAKE_BINARY_DIR}/tests
+        FIXTURES_REQUIRED what_tests_write) # the test secrets reads it
 endfunction()
 
 # vantor_test_environment(<test> [NO_DISPLAY] [STANDALONE]): what a test program finds around it.

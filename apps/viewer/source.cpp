@@ -1,5 +1,6 @@
 #include "source.h"
 
+#include "core_videobase/shownaddress.h"
 #include "devicechannel.h"
 
 #include <QFileInfo>
@@ -20,15 +21,7 @@ QString Source::title() const
     return shown.section("://", 1).section('@', -1).section('?', 0, 0);
 }
 
-QString Source::shownUrl() const
-{
-    const int begin = url.contains("://") ? url.indexOf("://") + 3 : 0;
-    const int end = url.lastIndexOf('@');
-    const int colon = url.indexOf(':', begin);
-    if (url.contains('|') || colon < 0 || end < colon || QFileInfo::exists(url))
-        return url;
-    return url.left(colon + 1) + "***" + url.mid(end);
-}
+QString Source::shownUrl() const { return url.contains('|') ? url : shownAddress(url); }
 
 bool operator==(const Source& one, const Source& other)
 {

@@ -3,6 +3,7 @@
 #include "support/messageguard.h"
 #include "support/resourcecount.h"
 #include "support/rtspserver.h"
+#include "support/secrets.h"
 #include "support/tcpproxy.h"
 
 #include <QElapsedTimer>
@@ -67,7 +68,7 @@ private:
 private Q_SLOTS:
     void initTestCase()
     {
-        server.setCredentials("user", "p@ss:word");
+        server.setCredentials(Secrets::user(), Secrets::passwordWithSeparators());
         QVERIFY(server.start());
     }
     void init()
@@ -101,7 +102,7 @@ private Q_SLOTS:
         std::vector<std::unique_ptr<PlayerProbe>> probes;
         for (const QString mount : {"h264", "h264_pcma", "h264_aac", "h265", "sdp_only"})
             probes.emplace_back(new PlayerProbe(server.url(mount), mode));
-        probes.emplace_back(new PlayerProbe(server.url("secure", "user", "p@ss:word"), mode));
+        probes.emplace_back(new PlayerProbe(server.url("secure", Secrets::user(), Secrets::passwordWithSeparators()), mode));
         for (const auto& probe : probes) {
             probe->thread.setTransport(transport);
             probe->thread.play();
@@ -268,7 +269,7 @@ private Q_SLOTS:
     void play_failsWithTheServersAnswer_whenPasswordIsWrong()
     {
         guard->allow(openError);
-        PlayerProbe probe(server.url("secure", "user", "wrong"));
+        PlayerProbe probe(server.url("secure", Secrets::user(), Secrets::wrongPassword()));
         probe.thread.play();
         const QString message = "打开出错 -> 错误: Server returned 401 Unauthorized (authorization failed) 地址: "
             + shown(probe.thread.getVideoUrl());
@@ -277,7 +278,7 @@ private Q_SLOTS:
         QVERIFY(probe.stopAndMeasure() < stopMs);
         QCOMPARE(probe.events, QStringList());
         QCOMPARE(guard->count(QtInfoMsg, terminated(probe)), 1);
-        QVERIFY(!guard->contains("wrong"));
+        QVERIFY(!guard->contains(Secrets::word));
     }
 
     void play_ends_whenConnectionIsCutAndReopeningIsOff()

@@ -5,6 +5,7 @@
 #include "support/messageguard.h"
 #include "support/rtspserver.h"
 #include "support/screen.h"
+#include "support/secrets.h"
 #include "support/testpicture.h"
 
 #include <QDir>
@@ -258,9 +259,9 @@ void TestUrlVideoWidget::rtsp_isShown()
 void TestUrlVideoWidget::rtsp_isShown_whenPasswordHasSeparators()
 {
     RtspServer server;
-    server.setCredentials("admin", "p@ss:w/rd");
+    server.setCredentials(Secrets::user(), Secrets::passwordWithSeparators());
     QVERIFY(server.start());
-    const auto widget = showWidget(server.url("secure", "admin", "p@ss:w/rd"));
+    const auto widget = showWidget(server.url("secure", Secrets::user(), Secrets::passwordWithSeparators()));
     QVERIFY(widget);
     QVERIFY(widget->start());
     QVERIFY(waitForNewPicture(widget.get(), -1));

@@ -1,5 +1,6 @@
 #include "support/rtspserver.h"
 
+#include "support/secrets.h"
 #include "support/waiting.h"
 
 #include <QtDebug>
@@ -13,8 +14,8 @@ constexpr int stopMs = 5000;
 } // namespace
 
 RtspServer::RtspServer()
-    : user("user")
-    , password("password")
+    : user(Secrets::user())
+    , password(Secrets::password())
     , chosen("h264")
 {
     process.setProcessChannelMode(QProcess::ForwardedErrorChannel);

@@ -3,6 +3,7 @@
 #include "support/messageguard.h"
 #include "support/resourcecount.h"
 #include "support/rtspserver.h"
+#include "support/secrets.h"
 #include "support/tcpproxy.h"
 #include "support/testpicture.h"
 
@@ -98,7 +99,7 @@ private Q_SLOTS:
     void server_servesPictures_fromEveryMount()
     {
         RtspServer server;
-        server.setCredentials("user", "p@ss:word");
+        server.setCredentials(Secrets::user(), Secrets::passwordWithSeparators());
         server.setFile(Clips::h264AacMp4());
         QVERIFY(server.start());
         for (const QString mount : {"h264", "h264_pcma", "h264_aac", "h265", "sdp_only", "switch", "file"}) {
@@ -107,8 +108,8 @@ private Q_SLOTS:
             QVERIFY2(TestPicture::number(image) >= 0, qPrintable(mount));
         }
         QVERIFY(!firstPicture(server.url("h264_pcma"), {"-rtsp_transport", "udp"}).isNull());
-        QVERIFY(!firstPicture(server.url("secure", "user", "p%40ss%3Aword")).isNull());
-        QVERIFY(firstPicture(server.url("secure", "user", "wrong")).isNull());
+        QVERIFY(!firstPicture(server.url("secure", Secrets::user(), "p%40ss%3ASesame4711%2Fw")).isNull());
+        QVERIFY(firstPicture(server.url("secure", Secrets::user(), "wrong")).isNull());
         QVERIFY(firstPicture(server.url("secure")).isNull());
         QVERIFY(server.switchResolution());
         QCOMPARE(firstPicture(server.url("switch")).size(), Clips::otherSize);
