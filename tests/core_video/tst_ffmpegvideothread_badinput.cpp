@@ -411,7 +411,7 @@ private Q_SLOTS:
     void stop_isPromptAndLeavesNothing_atAnyMoment()
     {
         guard->allow("^error count: [123] why: ");
-        guard->allow("^(打开出错|找流失败) -> 错误: Immediate exit requested ");
+        guard->allow("^(打开出错|找流失败) -> 错误: (Immediate exit requested|Invalid data found)");
         const auto round = [](int milliseconds) {
             PlayerProbe probe(Clips::h264AacMp4());
             probe.thread.setReadTimeout(1000);
