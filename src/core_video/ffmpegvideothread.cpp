@@ -53,6 +53,7 @@ void FFmpegVideoThread::Source::close()
     nextDecodeTime = AV_NOPTS_VALUE;
     waitingForTime.clear();
     hasRecordedVideo = false;
+    hasPackets = false;
     hasWholePicture = false;
     firstDamage = -1;
     playClock.reset();
@@ -144,7 +145,7 @@ bool FFmpegVideoThread::isOverdue()
     }
     if (source->reading) {
         const qint64 elapsed = millisecondsSinceUpdate();
-        const qint64 limit = limitMs(readTimeout);
+        const qint64 limit = readLimitMs();
         if (elapsed <= limit)
             return false;
         timeoutHit = true;
@@ -152,6 +153,14 @@ bool FFmpegVideoThread::isOverdue()
         return true;
     }
     return false;
+}
+
+/// After a fast start nobody has waited for a packet yet, and a server may take its time for the first one.
+qint64 FFmpegVideoThread::readLimitMs() const
+{
+    const qint64 limit = limitMs(readTimeout);
+    const bool isFirst = source->assembler && !source->hasPackets;
+    return isFirst ? qMax<qint64>(limit, defaultTimeoutMs) : limit;
 }
 
 void FFmpegVideoThread::run()
@@ -263,6 +272,7 @@ FFmpegVideoThread::Loop FFmpegVideoThread::handlePacket(AVPacket* packet)
 {
     timeoutHit = false;
     errorCount = 0;
+    source->hasPackets = true;
     updateTime();
     if (paced)
         paceAndReport(packet);

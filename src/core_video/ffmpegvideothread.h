@@ -85,6 +85,7 @@ private:
 
     static int interrupted(void* thread);
     bool isOverdue();
+    qint64 readLimitMs() const;
     bool isStopAsked() const;
 
     Loop readSource();

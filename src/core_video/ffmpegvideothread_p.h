@@ -93,6 +93,8 @@ struct FFmpegVideoThread::Source
     std::vector<AvPacketPtr> waitingForTime;
     bool hasRecordedVideo = false;
 
+    bool hasPackets = false; ///< whether one has been read since the source was opened
+
     bool hasWholePicture = false; ///< one was decoded without damage
     qint64 firstDamage = -1;      ///< microseconds; of the pictures before, -1 for none yet
 
