@@ -22,7 +22,29 @@ struct Unit
     bool isFirstSlice() const { return isSlice() && size > 1 && (data[1] & 0x80) != 0; }
 };
 
-/// The units of @p data; bytes before the first start code belong to none.
+/// Goes from unit to unit. Where a unit ends is looked for when it is asked for, or gone past: slices are the longest part
+/// of a picture, and whoever wants what stands before them needn't look through them.
+class Reader
+{
+public:
+    Reader(const uint8_t* data, size_t size);
+
+    /// Goes to the next unit that has a header; bytes before the first start code belong to none. False at the end.
+    bool next();
+
+    /// The unit, its length open: everything that follows belongs to it.
+    Unit openUnit() const;
+
+    /// The unit up to the next start code.
+    Unit unit();
+
+private:
+    const uint8_t* begin; // of the unit
+    const uint8_t* code;  // the start code behind the unit; null while nobody has looked for it
+    const uint8_t* const end;
+};
+
+/// All units of @p data.
 std::vector<Unit> split(const uint8_t* data, size_t size);
 
 /// Whether @p data begins with a start code.

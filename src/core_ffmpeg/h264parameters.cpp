@@ -201,7 +201,8 @@ std::optional<H264Parameters> readSet(BitReader reader)
 std::optional<H264Parameters> H264Parameters::read(const uint8_t* units, size_t size)
 {
     constexpr int sequenceParameterSet = 7;
-    for (const AnnexB::Unit& unit : AnnexB::split(units, size)) {
+    for (AnnexB::Reader reader(units, size); reader.next();) {
+        const AnnexB::Unit unit = reader.unit();
         if (unit.type() == sequenceParameterSet)
             return readSet(BitReader(unit.data + 1, unit.size - 1));
     }

@@ -1,7 +1,5 @@
 #include "core_ffmpeg/pictureassembler.h"
 
-#include "core_ffmpeg/annexb.h"
-
 #include <algorithm>
 
 extern "C" {
@@ -14,7 +12,17 @@ constexpr int mostMistakes = 3;
 constexpr size_t headBytes = 5;
 // Reports of the sender move the time within a picture by less, the next picture is further away. At 90 kHz.
 constexpr qint64 sameTime = 450;
+constexpr size_t mostBytes = 32 * 1024 * 1024; // a picture of 3840x2160 without compression has 12 MB
 } // namespace
+
+PictureAssembler::Piece::Piece(const AVPacket* received)
+    : packet(received)
+    , size(static_cast<size_t>(received->size))
+    , isFragment(!AnnexB::beginsUnit(received->data, size))
+{
+    if (!isFragment)
+        units = AnnexB::split(received->data, size);
+}
 
 PictureAssembler::PictureAssembler(const AVCodecParameters* parameters)
     : context(avcodec_alloc_context3(nullptr))
@@ -27,13 +35,16 @@ PictureAssembler::PictureAssembler(const AVCodecParameters* parameters)
         parser->flags |= PARSER_FLAG_COMPLETE_FRAMES;
 }
 
-void PictureAssembler::add(const AVPacket* piece)
+void PictureAssembler::add(const AVPacket* packet)
 {
     whole.reset();
-    if (piece->size < 1)
+    if (packet->size < 1)
         return;
+    const Piece piece(packet);
     if (!data.empty() && beginsPicture(piece))
         endPicture();
+    if (data.size() + piece.size > mostBytes)
+        forgetPicture();
     append(piece);
 }
 
@@ -44,22 +55,20 @@ void PictureAssembler::finish()
         endPicture();
 }
 
-bool PictureAssembler::beginsPicture(const AVPacket* piece) const
+bool PictureAssembler::beginsPicture(const Piece& piece) const
 {
-    const auto size = static_cast<size_t>(piece->size);
     const bool isHeadless = !AnnexB::beginsUnit(data.data(), data.size()); // its beginning was lost
-    if (isHeadless && isOfAnotherTime(piece))
+    if (isHeadless && isOfAnotherTime(piece.packet))
         return true;
-    if (!AnnexB::beginsUnit(piece->data, size))
-        return slices > 0 && isOfAnotherTime(piece);
-    const std::vector<AnnexB::Unit> units = AnnexB::split(piece->data, size);
-    if (slices == 0 || units.empty())
+    if (piece.isFragment)
+        return slices > 0 && isOfAnotherTime(piece.packet);
+    if (slices == 0 || piece.units.empty())
         return false;
     constexpr int firstLeading = 6; // supplemental information, parameter sets, delimiter
     constexpr int lastLeading = 9;
-    const int type = units.front().type();
-    const bool leads = type >= firstLeading && type <= lastLeading;
-    return leads || units.front().isFirstSlice() || (units.front().isSlice() && isOfAnotherTime(piece));
+    const AnnexB::Unit& unit = piece.units.front();
+    const bool leads = unit.type() >= firstLeading && unit.type() <= lastLeading;
+    return leads || unit.isFirstSlice() || (unit.isSlice() && isOfAnotherTime(piece.packet));
 }
 
 bool PictureAssembler::isOfAnotherTime(const AVPacket* piece) const
@@ -70,31 +79,26 @@ bool PictureAssembler::isOfAnotherTime(const AVPacket* piece) const
     return later > sameTime || later < -sameTime;
 }
 
-void PictureAssembler::append(const AVPacket* piece)
+void PictureAssembler::append(const Piece& piece)
 {
-    const auto size = static_cast<size_t>(piece->size);
     if (data.empty())
-        av_packet_copy_props(first.get(), piece);
-    if (AnnexB::beginsUnit(piece->data, size))
-        appendUnits(piece);
+        av_packet_copy_props(first.get(), piece.packet);
+    if (piece.isFragment)
+        appendFragment(piece.size);
     else
-        appendFragment(size);
-    data.insert(data.end(), piece->data, piece->data + size);
+        appendUnits(piece);
+    data.insert(data.end(), piece.packet->data, piece.packet->data + piece.size);
 }
 
-void PictureAssembler::appendUnits(const AVPacket* piece)
+void PictureAssembler::appendUnits(const Piece& piece)
 {
-    const auto size = static_cast<size_t>(piece->size);
-    bool endsInSlice = false;
-    for (const AnnexB::Unit& unit : AnnexB::split(piece->data, size)) {
-        endsInSlice = unit.isSlice();
-        slices += endsInSlice ? 1 : 0;
-    }
-    if (endsInSlice && isEarly)
+    for (const AnnexB::Unit& unit : piece.units)
+        slices += unit.isSlice() ? 1 : 0;
+    if (isEarly && !piece.units.empty() && piece.units.back().isSlice())
         noticeLateSlice();
-    unitBytes = size;
+    unitBytes = piece.size;
     // What is as long as a first fragment, or could be, may be one.
-    isUnitOpen = fullBytes == 0 || size == fullBytes;
+    isUnitOpen = fullBytes == 0 || piece.size == fullBytes;
 }
 
 void PictureAssembler::noticeLateSlice()
@@ -146,6 +150,11 @@ void PictureAssembler::endPicture()
         usualSlices = slices;
         knowsSlices = true;
     }
+    forgetPicture();
+}
+
+void PictureAssembler::forgetPicture()
+{
     data.clear();
     av_packet_unref(first.get());
     isDescribed = false;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core_ffmpeg/annexb.h"
 #include "core_ffmpeg/ffmpegptr.h"
 
 #include <QtGlobal>
@@ -14,7 +15,8 @@
 /// that. Here a picture is handed out twice: takeEarly() gives it when it looks whole, for showing, takeWhole() when it is
 /// certain, for keeping, and says whether the early one was right. A picture looks whole when it has as many slices as
 /// the one before it and the last fragment was shorter than a network packet may be; senders fill all but the last. A
-/// sender that does otherwise is found out once, and from then on takeEarly() gives nothing.
+/// sender that does otherwise is found out once, and from then on takeEarly() gives nothing. What goes on without a picture
+/// beyond any picture's size is dropped.
 ///
 /// One thread at a time. After each add() ask for the whole picture first, then for the early one.
 class PictureAssembler
@@ -31,7 +33,7 @@ public:
     explicit PictureAssembler(const AVCodecParameters* parameters);
 
     /// Takes the next piece in.
-    void add(const AVPacket* piece);
+    void add(const AVPacket* packet);
 
     /// Ends the picture that is being put together: the source has ended.
     void finish();
@@ -46,14 +48,26 @@ public:
     bool isFirst() const { return !knowsSlices; }
 
 private:
-    bool beginsPicture(const AVPacket* piece) const;
+    /// What came in one packet of the network.
+    struct Piece
+    {
+        explicit Piece(const AVPacket* received);
+
+        const AVPacket* packet;
+        size_t size;
+        bool isFragment;                 ///< not the first of its unit
+        std::vector<AnnexB::Unit> units; ///< none in a fragment
+    };
+
+    bool beginsPicture(const Piece& piece) const;
     bool isOfAnotherTime(const AVPacket* piece) const;
-    void append(const AVPacket* piece);
+    void append(const Piece& piece);
     void appendFragment(size_t bytes);
-    void appendUnits(const AVPacket* piece);
+    void appendUnits(const Piece& piece);
     void noticeLateSlice();
     bool looksWhole() const;
     void endPicture();
+    void forgetPicture();
     AvPacketPtr makePicture();
     void describe(const AVPacket* picture);
 

@@ -292,7 +292,7 @@ FFmpegVideoThread::Loop FFmpegVideoThread::handlePiece(const AVPacket* piece)
 {
     source->assembler->add(piece);
     const Loop loop = handleWholePicture();
-    if (loop != Loop::Continue)
+    if (loop != Loop::Continue || displayCount < 1)
         return loop;
     const AvPacketPtr early = source->assembler->takeEarly();
     if (!early)

@@ -287,6 +287,25 @@ private Q_SLOTS:
         QCOMPARE(Feeder::bytesOf(feeder.early), keyUnit);
     }
 
+    void unitsWithoutAPicture_areDropped_beforeTheyFillTheMemory()
+    {
+        constexpr int megabyte = 1024 * 1024;
+        constexpr int most = 32;
+        Feeder feeder;
+        const QByteArray endless = unit(filler, megabyte);
+        for (int i = 0; i < 2 * most + most / 2; ++i) {
+            feeder.add(endless, 0);
+            QVERIFY(!feeder.whole);
+            QVERIFY(!feeder.early);
+        }
+        feeder.add(keyUnit, 0);
+        feeder.add(unit(slice, 300), pictureTime);
+        QVERIFY(feeder.whole);
+        const QByteArray picture = Feeder::bytesOf(feeder.whole->packet);
+        QVERIFY2(picture.size() <= most * megabyte, qPrintable(QString::number(picture.size())));
+        QVERIFY(picture.endsWith(keyUnit));
+    }
+
     void finish_givesTheLastPicture()
     {
         Feeder feeder;
