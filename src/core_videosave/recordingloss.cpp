@@ -1,14 +1,17 @@
 #include "core_videosave/recordingloss.h"
 
+#include <QDateTime>
+
 namespace {
 constexpr qint64 quietMs = 2000;
-constexpr char timePattern[] = "yyyy-MM-dd HH:mm:ss.zzz";
+
+QString textOf(qint64 time) { return QDateTime::fromMSecsSinceEpoch(time).toString("yyyy-MM-dd HH:mm:ss.zzz"); }
 } // namespace
 
-void RecordingLoss::Amount::add(bool isPicture, const QDateTime& now)
+void RecordingLoss::Amount::add(bool isPicture, Time now)
 {
     ++(isPicture ? pictures : sounds);
-    if (!since.isValid())
+    if (since == 0)
         since = now;
 }
 
@@ -16,7 +19,7 @@ void RecordingLoss::Amount::take(Amount& other)
 {
     pictures += other.pictures;
     sounds += other.sounds;
-    if (!since.isValid() || (other.since.isValid() && other.since < since))
+    if (since == 0 || (other.since != 0 && other.since < since))
         since = other.since;
     other = {};
 }
@@ -32,24 +35,25 @@ void RecordingLoss::lose(bool isPicture, const QString& reason)
 {
     const std::lock_guard<std::mutex> lock(mutex);
     Amount one;
-    one.add(isPicture, QDateTime::currentDateTime());
+    one.add(isPicture, QDateTime::currentMSecsSinceEpoch());
     loseAll(one, reason);
 }
 
 void RecordingLoss::hand(bool isPicture)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    handed.add(isPicture, QDateTime::currentDateTime());
+    handed.add(isPicture, QDateTime::currentMSecsSinceEpoch());
 }
 
 QString RecordingLoss::keep()
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    if (!endOfLoss.isValid())
+    if (endOfLoss == 0)
         endOfLoss = qMax(lastLoss, handed.since);
     kept.take(handed);
     failing = false;
-    return lastLoss.isValid() && lastLoss.msecsTo(QDateTime::currentDateTime()) >= quietMs ? takeLine() : QString();
+    const bool isOver = lastLoss != 0 && QDateTime::currentMSecsSinceEpoch() - lastLoss >= quietMs;
+    return isOver ? takeLine() : QString();
 }
 
 void RecordingLoss::fail(const QString& reason)
@@ -91,23 +95,23 @@ void RecordingLoss::loseAll(Amount& amount, const QString& reason)
     if (why.isEmpty())
         why = reason;
     lost.take(amount);
-    lastLoss = QDateTime::currentDateTime();
-    endOfLoss = QDateTime();
+    lastLoss = QDateTime::currentMSecsSinceEpoch();
+    endOfLoss = 0;
 }
 
 QString RecordingLoss::takeLine()
 {
     QString line;
     if (lost.pictures + lost.sounds > 0) {
-        const QDateTime end = endOfLoss.isValid() ? endOfLoss : lastLoss;
+        const Time end = endOfLoss != 0 ? endOfLoss : lastLoss;
         line = QString("lost %1 pictures and %2 packets of sound in %3 s, from %4 to %5: %6")
                    .arg(lost.pictures)
                    .arg(lost.sounds)
-                   .arg(double(lost.since.msecsTo(end)) / 1000, 0, 'f', 2)
-                   .arg(lost.since.toString(timePattern), end.toString(timePattern), why);
+                   .arg(double(end - lost.since) / 1000, 0, 'f', 2)
+                   .arg(textOf(lost.since), textOf(end), why);
     }
     lost = {};
-    lastLoss = QDateTime();
+    lastLoss = 0;
     why.clear();
     return line;
 }

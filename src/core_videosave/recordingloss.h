@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QDateTime>
 #include <QString>
 
 #include <mutex>
@@ -40,13 +39,17 @@ public:
     QString end();
 
 private:
+    /// Milliseconds since 1970 in UTC, 0 for never. A QDateTime in local time asks the system for its time zone, which is
+    /// too much for every packet.
+    using Time = qint64;
+
     struct Amount
     {
         int pictures = 0;
         int sounds = 0;
-        QDateTime since; ///< of the first one; invalid for none
+        Time since = 0; ///< of the first one
 
-        void add(bool isPicture, const QDateTime& now);
+        void add(bool isPicture, Time now);
         void take(Amount& other);
     };
 
@@ -57,8 +60,8 @@ private:
     Amount handed;
     Amount kept; // in the open file
     Amount lost;
-    QDateTime lastLoss;
-    QDateTime endOfLoss; // invalid while it goes on
+    Time lastLoss = 0;
+    Time endOfLoss = 0; // 0 while it goes on
     QString why;
     bool failing = false;
 };
