@@ -10,7 +10,9 @@
 #include <QTest>
 
 #include <algorithm>
+#include <chrono>
 #include <memory>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -37,6 +39,18 @@ void makeDescriptionStale(char* bytes, size_t count)
         std::copy(text.begin(), text.end(), bytes);
 }
 
+/// Holds the first media back for longer than the time-out for reading is, as a server does that has yet to wake its camera.
+TcpProxy::Edit slowFirstPacket(std::chrono::milliseconds delay)
+{
+    bool isPlaying = false;
+    bool hasWaited = false;
+    return [=](char* bytes, size_t count) mutable {
+        const bool isMedia = count > 0 && bytes[0] == '$';
+        if (isPlaying && isMedia && !std::exchange(hasWaited, true))
+            std::this_thread::sleep_for(delay);
+        isPlaying = isPlaying || QByteArray::fromRawData(bytes, int(count)).contains("RTP-Info:");
+    };
+}
 } // namespace
 
 Q_DECLARE_METATYPE(VideoMode)
@@ -153,6 +167,20 @@ private Q_SLOTS:
         QCOMPARE(probe.lastSize, Clips::size);
         QCOMPARE(probe.thread.getFrameRate(), Clips::frameRate);
         QCOMPARE(probe.events, QStringList({"start", "finish"}));
+    }
+
+    void play_waitsLongerForTheFirstPacket_whenTheStartIsFast()
+    {
+        constexpr int readMs = 500;
+        const TcpProxy::Edit slow = slowFirstPacket(std::chrono::milliseconds(3 * readMs));
+        const TcpProxy proxy(server.port(), slow);
+        PlayerProbe probe(proxy.url(server.url("h264")));
+        probe.thread.setFastStart(true);
+        probe.thread.setReadTimeout(readMs);
+        probe.thread.play();
+        QTRY_VERIFY_WITH_TIMEOUT(probe.pictures >= 1, playMs);
+        QCOMPARE(probe.events, QStringList({"start"}));
+        QVERIFY(probe.stopAndMeasure() < stopMs);
     }
 
     void play_opensAgainAndStays_whenTheDescriptionIsStale()

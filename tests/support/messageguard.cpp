@@ -48,7 +48,11 @@ bool isFromWindowSystem(const MessageGuard::Message& message)
 /// The machine that a test runs on has no sound server. Tests that start one are told so by the server being there.
 bool isFromMissingSound(const MessageGuard::Message& message)
 {
-    return message.text == "no sound output can be opened" || message.text == "QAudioOutput: open error";
+#ifdef Q_OS_WIN
+    if (message.text == "QAudioOutput: open error") // Windows lists devices that can't be opened
+        return true;
+#endif
+    return message.text == "no sound output can be opened";
 }
 
 bool isUnexpected(const MessageGuard::Message& message)
