@@ -1,15 +1,12 @@
 #pragma once
 
-#include <QProcess>
-#include <QString>
+#include "support/pythonserver.h"
 
 /// stamped_server.py in a process of its own.
 class StampedServer
 {
 public:
-    ~StampedServer();
-
-    /// False when the server does not come up: it needs Python and GStreamer's RTSP server.
+    /// False when the server does not come up.
     bool start();
 
     /// Picture and sound, or the picture alone.
@@ -25,8 +22,5 @@ public:
     qint64 processId() const;
 
 private:
-    QString url(const QString& mount) const;
-
-    QProcess process;
-    QString port;
+    PythonServer server;
 };

@@ -5,8 +5,8 @@
 // Exit status 2 when a system failed or wrote less than it was sent.
 
 #include "core_video/ffmpegvideothread.h"
-#include "liveserver.h"
 #include "support/cputime.h"
+#include "support/pythonserver.h"
 #include "support/spread.h"
 
 #include <QCoreApplication>
@@ -36,6 +36,7 @@ int record(const QString& url, const QString& file)
 {
     qputenv("QT_LOGGING_RULES", "*=false");
     FFmpegVideoThread thread;
+    thread.setFastStart(true); // as UrlVideoWidget has it
     thread.setVideoUrl(url);
     thread.setFileName(AbstractVideoThread::MANUAL_RECORD, file);
     thread.recordStart(AbstractVideoThread::MANUAL_RECORD);
@@ -101,20 +102,21 @@ int main(int argc, char** argv)
     const QString ours = folder.filePath("ours.mp4");
     const QString theirs = folder.filePath("theirs.mp4");
     const int clipSeconds = secondsBefore + seconds + secondsAfter;
-    LiveServer server;
-    if (seconds < 5 || rounds < 1 || !makeClip(clip, clipSeconds) || !server.start(clip))
+    PythonServer server;
+    if (seconds < 5 || rounds < 1 || !makeClip(clip, clipSeconds) || !server.start(RTSP_SERVER_SCRIPT, {"--file", clip}))
         return 2;
 
+    const QString url = server.url("file");
     const auto leastBytes = qint64(double(QFileInfo(clip).size()) * seconds / clipSeconds * leastPart);
     Figures figures;
     for (int round = 0; round < rounds; ++round) {
         double our = 0;
         const auto measureOurs = [&] {
-            our = measure(application.applicationFilePath(), {"--record", server.url(), ours}, ours, seconds, leastBytes);
+            our = measure(application.applicationFilePath(), {"--record", url, ours}, ours, seconds, leastBytes);
         };
         if (round % 2 == 0)
             measureOurs();
-        const double their = measure("ffmpeg", copyArguments(server.url(), theirs), theirs, seconds, leastBytes);
+        const double their = measure("ffmpeg", copyArguments(url, theirs), theirs, seconds, leastBytes);
         if (round % 2 != 0)
             measureOurs();
         if (our < 0 || their < 0)
