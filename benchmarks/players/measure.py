@@ -251,12 +251,12 @@ def recording_row(options):
     program = os.path.join(os.path.dirname(options.bench_player), "bench_recording")
     done = subprocess.run([program, str(options.seconds * 2), str(options.rounds + 2)], capture_output=True, text=True,
                           check=False)
-    lines = re.findall(r"^(libvantor|ffmpeg -c copy|ratio) +([\d.]+)( % of a core)? +\(([\d.]+) to ([\d.]+)\)",
-                       done.stdout, re.MULTILINE)
-    rows = [[name, f"{median}{unit} ({low} to {high})"] for name, median, unit, low, high in lines]
+    spread = r"([\d.]+)(?: % of a core)? (\([\d.]+ to [\d.]+\))"
+    lines = re.findall(rf"^(\S.*?) +{spread}, ratio {spread}$", done.stdout, re.MULTILINE)
+    rows = [[name, f"{part} {parts}", f"{ratio} {ratios}"] for name, part, parts, ratio, ratios in lines]
     if done.returncode != 0 or not rows:
-        rows = [["bench_recording", f"failed with {done.returncode}"]]
-    return f"## Recording one live stream\n\n{markdown(['system', 'median (lowest to highest)'], rows)}"
+        rows = [["bench_recording", f"failed with {done.returncode}", ""]]
+    return f"## Recording one live stream\n\n{markdown(['system', '% of a core', 'ratio'], rows)}"
 
 
 ROWS = {"decode": decode_row, "opengl": opengl_row, "painter": painter_row, "nine": nine_row, "memory": memory_row,

@@ -17,6 +17,7 @@
 #include <QThread>
 
 #include <cstdio>
+#include <vector>
 
 namespace {
 constexpr int secondsBefore = 4; // the start of the program and the analysis of the stream
@@ -24,19 +25,25 @@ constexpr int secondsAfter = 4;
 constexpr int stopMs = 5000;
 constexpr double leastPart = 0.7; // of what was sent; the last fragment is still in memory
 
-struct Figures
+constexpr char fastStart[] = "fast";
+
+struct System
 {
-    Spread ours;
-    Spread theirs;
-    Spread ratio;
+    const char* name;
+    QString program;
+    QStringList arguments;
+    QString file;
+    double latest = -1;
+    Spread parts; // of a core
+    Spread ratios;
 };
 
 /// The child process: records until it is ended.
-int record(const QString& url, const QString& file)
+int record(const QString& url, const QString& file, bool isFast)
 {
     qputenv("QT_LOGGING_RULES", "*=false");
     FFmpegVideoThread thread;
-    thread.setFastStart(true); // as UrlVideoWidget has it
+    thread.setFastStart(isFast);
     thread.setVideoUrl(url);
     thread.setFileName(AbstractVideoThread::MANUAL_RECORD, file);
     thread.recordStart(AbstractVideoThread::MANUAL_RECORD);
@@ -61,11 +68,11 @@ bool makeClip(const QString& clip, int seconds)
 }
 
 /// Part of a core that the program takes while the stream flows, without its start and its end; -1 when it failed.
-double measure(const QString& program, const QStringList& arguments, const QString& file, int seconds, qint64 leastBytes)
+double measure(const System& system, int seconds, qint64 leastBytes)
 {
     QProcess process;
     process.setProcessChannelMode(QProcess::ForwardedChannels);
-    process.start(program, arguments, QIODevice::ReadOnly);
+    process.start(system.program, system.arguments, QIODevice::ReadOnly);
     if (!process.waitForStarted(stopMs))
         return -1;
     QThread::sleep(secondsBefore);
@@ -75,16 +82,33 @@ double measure(const QString& program, const QStringList& arguments, const QStri
     QThread::sleep(static_cast<unsigned long>(seconds));
     const double after = CpuTime::ofProcess(process.processId());
     const double passed = double(timer.nsecsElapsed()) / 1e9;
-    const bool isGood = process.state() == QProcess::Running && QFileInfo(file).size() >= leastBytes;
+    const bool isGood = process.state() == QProcess::Running && QFileInfo(system.file).size() >= leastBytes;
     process.kill();
     process.waitForFinished(stopMs);
     return isGood && before > 0 && after > before ? (after - before) / passed : -1;
 }
 
-void print(const char* what, const Spread& spread, double factor, const char* unit)
+/// Each system once, everybody the first in turn; false when one failed.
+bool measureAll(std::vector<System>& systems, size_t round, int seconds, qint64 leastBytes)
 {
-    std::printf("%-20s %6.3f%s  (%.3f to %.3f)\n", what, spread.median() * factor, unit, spread.lowest() * factor,
-                spread.highest() * factor);
+    for (size_t i = 0; i < systems.size(); ++i) {
+        System& system = systems.at((round + i) % systems.size());
+        system.latest = measure(system, seconds, leastBytes);
+        if (system.latest < 0)
+            return false;
+    }
+    for (System& system : systems) {
+        system.parts.add(system.latest);
+        system.ratios.add(system.latest / systems.back().latest);
+    }
+    return true;
+}
+
+void print(const System& system)
+{
+    std::printf("%-26s %6.3f %% of a core (%.3f to %.3f), ratio %.3f (%.3f to %.3f)\n", system.name,
+                system.parts.median() * 100, system.parts.lowest() * 100, system.parts.highest() * 100,
+                system.ratios.median(), system.ratios.lowest(), system.ratios.highest());
 }
 } // namespace
 
@@ -93,41 +117,33 @@ int main(int argc, char** argv)
     QCoreApplication application(argc, argv);
     const QStringList arguments = application.arguments();
     if (arguments.value(1) == "--record")
-        return record(arguments.value(2), arguments.value(3));
+        return record(arguments.value(2), arguments.value(3), arguments.value(4) == fastStart);
 
     const int seconds = arguments.size() > 1 ? arguments.at(1).toInt() : 20;
     const int rounds = arguments.size() > 2 ? arguments.at(2).toInt() : 7;
     const QTemporaryDir folder;
     const QString clip = folder.filePath("clip.mp4");
-    const QString ours = folder.filePath("ours.mp4");
-    const QString theirs = folder.filePath("theirs.mp4");
     const int clipSeconds = secondsBefore + seconds + secondsAfter;
     PythonServer server;
     if (seconds < 5 || rounds < 1 || !makeClip(clip, clipSeconds) || !server.start(RTSP_SERVER_SCRIPT, {"--file", clip}))
         return 2;
 
     const QString url = server.url("file");
+    const QString self = application.applicationFilePath();
+    const QString fast = folder.filePath("fast.mp4");
+    const QString plain = folder.filePath("plain.mp4");
+    const QString copied = folder.filePath("copied.mp4");
+    std::vector<System> systems{{"libvantor, fast start", self, {"--record", url, fast, fastStart}, fast},
+                                {"libvantor", self, {"--record", url, plain}, plain},
+                                {"ffmpeg -c copy", "ffmpeg", copyArguments(url, copied), copied}};
     const auto leastBytes = qint64(double(QFileInfo(clip).size()) * seconds / clipSeconds * leastPart);
-    Figures figures;
     for (int round = 0; round < rounds; ++round) {
-        double our = 0;
-        const auto measureOurs = [&] {
-            our = measure(application.applicationFilePath(), {"--record", url, ours}, ours, seconds, leastBytes);
-        };
-        if (round % 2 == 0)
-            measureOurs();
-        const double their = measure("ffmpeg", copyArguments(url, theirs), theirs, seconds, leastBytes);
-        if (round % 2 != 0)
-            measureOurs();
-        if (our < 0 || their < 0)
+        if (!measureAll(systems, size_t(round), seconds, leastBytes))
             return 2;
-        figures.ours.add(our);
-        figures.theirs.add(their);
-        figures.ratio.add(our / their);
     }
-    std::printf("live 1280x720, 25 a second, %d s each, median of %d paired rounds (lowest to highest)\n", seconds, rounds);
-    print("libvantor", figures.ours, 100, " % of a core");
-    print("ffmpeg -c copy", figures.theirs, 100, " % of a core");
-    print("ratio", figures.ratio, 1, "");
+    std::printf("live 1280x720, 25 a second, %d s each, median of %d rounds (lowest to highest), ratios to %s\n", seconds,
+                rounds, systems.back().name);
+    for (const System& system : systems)
+        print(system);
     return 0;
 }
