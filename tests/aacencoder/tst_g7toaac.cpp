@@ -14,10 +14,6 @@
 #include <memory>
 #include <thread>
 
-#ifdef __GLIBC__
-#include <malloc.h>
-#endif
-
 namespace {
 constexpr int chunkBytes = 160;
 constexpr int inputBufferBytes = 131072;
@@ -285,20 +281,6 @@ private Q_SLOTS:
         QCOMPARE(Easy_AACEncoder_Encode(encoder.get(), input, chunkBytes, output, nullptr), -1);
         QCOMPARE(Easy_AACEncoder_Encode(encoder.get(), nullptr, 0, output, &length), 0);
     }
-
-#if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // they allocate themselves
-    /// In an arena all of it would stay in the process.
-    void init_mapsTheEncoder_alsoWhenOneWasReleased()
-    {
-        constexpr size_t encoderBytes = 11 * 1024 * 1024;
-        for (int round = 0; round < 3; ++round) {
-            const size_t before = mallinfo2().hblkhd;
-            const EncoderPtr encoder = makeEncoder(recordFor(EASY_AACENCODER_G711A));
-            QVERIFY(encoder);
-            QVERIFY(mallinfo2().hblkhd >= before + encoderBytes);
-        }
-    }
-#endif
 
     void release_doesNothing_whenTheHandleIsNull() { Easy_AACEncoder_Release(nullptr); }
 
