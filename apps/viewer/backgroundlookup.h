@@ -20,8 +20,8 @@ public:
     /// Waits for what is being looked up; its answer is dropped.
     ~BackgroundLookup() override;
 
-    /// Calls @p work on another thread, and what it returns on this one, unless something else is asked meanwhile or the
-    /// question is dropped.
+    /// Calls @p work on another thread, and what it returns on this one, unless something else is asked meanwhile or
+    /// the question is dropped.
     void ask(const std::function<Answer()>& work);
 
     /// No answer is wanted any more.

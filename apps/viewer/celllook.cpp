@@ -22,7 +22,8 @@ BannerPara buttons(bool hasStreams)
     para.names = QStringList{"btnMuted", "btnTalkMuted", "btnSnap", "btnRecord"};
     para.icons = QStringList{":/primary/close_volume.svg", ":/primary/mic-close.svg", ":/viewer/snapshot.svg",
                              ":/viewer/record.svg"};
-    para.tips = QStringList{Texts::tr("Sound"), Texts::tr("Talk"), Texts::tr("Snapshot"), Texts::tr("Record H.264 or H.265")};
+    para.tips
+        = QStringList{Texts::tr("Sound"), Texts::tr("Talk"), Texts::tr("Snapshot"), Texts::tr("Record H.264 or H.265")};
     if (hasStreams) {
         para.names.prepend("btnStream");
         para.icons.prepend(":/viewer/stream.svg");

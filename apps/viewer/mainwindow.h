@@ -23,8 +23,8 @@ class VideoCell;
 class VideoGrid;
 class VolumeBar;
 
-/// The viewer's window, with a page for what is live, the devices beside the grid, and one for recordings; the tool bar above
-/// and the status bar below belong to both.
+/// The viewer's window, with a page for what is live, the devices beside the grid, and one for recordings; the tool bar
+/// above and the status bar below belong to both.
 ///
 /// The live cells play on, without their sound, while the page with the recordings is seen.
 class MainWindow : public QMainWindow

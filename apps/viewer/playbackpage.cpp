@@ -434,7 +434,8 @@ void PlaybackPage::showState()
 QString PlaybackPage::stateText() const
 {
     if (!place.isValid())
-        return tr("Nothing has been recorded yet\nRecord a cell on the Live page with R; when that ends it is found here");
+        return tr(
+            "Nothing has been recorded yet\nRecord a cell on the Live page with R; when that ends it is found here");
     if (!isLookedThrough)
         return tr("Looking for recordings…");
     if (recordings.isEmpty())

@@ -21,8 +21,8 @@ class Snapshots;
 class Timeline;
 struct ViewerOptions;
 
-/// The page of the window on which recordings are found and played: places and a calendar beside the picture, buttons and
-/// the time line of a day below.
+/// The page of the window on which recordings are found and played: places and a calendar beside the picture, buttons
+/// and the time line of a day below.
 ///
 /// Recordings are looked for whenever the page comes to be seen. What plays is paused while the page is not seen.
 class PlaybackPage : public QWidget

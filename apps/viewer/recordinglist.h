@@ -27,8 +27,8 @@ class RecordingList
 public:
     RecordingList() = default;
 
-    /// In any order. A recording that ends before it begins, because the clock was put back meanwhile, or at once, lasts a
-    /// second here, so that it can be seen and found.
+    /// In any order. A recording that ends before it begins, because the clock was put back meanwhile, or at once,
+    /// lasts a second here, so that it can be seen and found.
     explicit RecordingList(QVector<RecordedSpan> recordings);
 
     bool isEmpty() const { return spans.isEmpty(); }

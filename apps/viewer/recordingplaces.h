@@ -12,8 +12,8 @@ class BackgroundLookup;
 class Devices;
 struct Source;
 
-/// All places that recordings can be played from: the channels of devices that have an archive, and what the viewer itself
-/// has recorded, which it plays as a device whose archive is that folder. GUI thread only.
+/// All places that recordings can be played from: the channels of devices that have an archive, and what the viewer
+/// itself has recorded, which it plays as a device whose archive is that folder. GUI thread only.
 class RecordingPlaces : public QObject
 {
     Q_OBJECT
@@ -31,8 +31,8 @@ public:
     /// An invalid one where there is none of that key.
     RecordingPlace find(const QString& key) const;
 
-    /// The one that has what cell @p number has been showing: its device's archive, else what the viewer has recorded of
-    /// it. An invalid one where there is none.
+    /// The one that has what cell @p number has been showing: its device's archive, else what the viewer has recorded
+    /// of it. An invalid one where there is none.
     RecordingPlace placeOf(const Source& source, int number) const;
 
     /// Looks for the viewer's recordings again; changed() follows in any case.

@@ -69,8 +69,8 @@ void RecordingPlayer::seek(qint64 time)
         showOnePicture();
 }
 
-// The picture is the first one that comes after the thread has been at rest. The display passes a jump on by a queued call,
-// so the device knows of it by the time that a call behind that is served.
+// The picture is the first one that comes after the thread has been at rest. The display passes a jump on by a queued
+// call, so the device knows of it by the time that a call behind that is served.
 void RecordingPlayer::showOnePicture()
 {
     if (std::exchange(isStepping, false))

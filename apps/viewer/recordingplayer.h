@@ -20,7 +20,8 @@ class RecordingPlayer : public QObject
 public:
     explicit RecordingPlayer(PlaybackDisplay* display, QObject* parent = nullptr);
 
-    /// Ends what plays and begins at @p time. Afterwards times from the beginning of that day on can be reached by seek().
+    /// Ends what plays and begins at @p time. Afterwards times from the beginning of that day on can be reached by
+    /// seek().
     void play(const RecordingPlace& place, qint64 time);
     void stop();
 

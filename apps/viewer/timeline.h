@@ -10,8 +10,8 @@
 /// A day with its recordings: the recorded times are filled, a cursor stands at the moment that is shown.
 ///
 /// A click chooses a moment, and so does dragging the cursor. The wheel zooms, dragging elsewhere moves what is seen,
-/// dragging with Shift selects a period and a click with Shift forgets it. The time under the pointer is written above the
-/// line.
+/// dragging with Shift selects a period and a click with Shift forgets it. The time under the pointer is written above
+/// the line.
 class Timeline : public QWidget
 {
     Q_OBJECT

@@ -26,7 +26,8 @@ public:
     /// Within the day.
     qint64 time(double position) const;
 
-    /// Shows @p factor times as much detail, or less below 1; what is at @p position stays there if the day is long enough.
+    /// Shows @p factor times as much detail, or less below 1; what is at @p position stays there if the day is long
+    /// enough.
     void zoom(double factor, double position);
 
     /// Moves what is seen to the right by so many pixels, as far as the day goes.

@@ -2,10 +2,11 @@
 
 #include <QDateTime>
 
-/// The times of recordings: milliseconds since 1970 of what the clock on the wall showed, counted as if it had been UTC.
+/// The times of recordings: milliseconds since 1970 of what the clock on the wall showed, counted as if it had been
+/// UTC.
 ///
-/// That is all a recording's name tells. So every day has 24 hours: the hour that a change to summer time leaves out stays
-/// empty, and what was recorded twice within the hour that comes twice lies at the same place.
+/// That is all a recording's name tells. So every day has 24 hours: the hour that a change to summer time leaves out
+/// stays empty, and what was recorded twice within the hour that comes twice lies at the same place.
 namespace WallTime {
 
 constexpr qint64 second = 1000;

@@ -62,8 +62,9 @@ QStringList copyArguments(const QString& url, const QString& file)
 bool makeClip(const QString& clip, int seconds)
 {
     const QString picture = QString("testsrc2=size=1280x720:rate=25:duration=%1").arg(seconds);
-    return CpuTime::ofProgram("ffmpeg", {"-v", "error", "-y", "-f", "lavfi", "-i", picture, "-c:v", "libx264", "-preset",
-                                         "ultrafast", "-b:v", "3M", "-g", "50", "-bf", "0", clip})
+    return CpuTime::ofProgram("ffmpeg",
+                              {"-v", "error", "-y", "-f", "lavfi", "-i", picture, "-c:v", "libx264", "-preset",
+                               "ultrafast", "-b:v", "3M", "-g", "50", "-bf", "0", clip})
         >= 0;
 }
 
@@ -125,7 +126,8 @@ int main(int argc, char** argv)
     const QString clip = folder.filePath("clip.mp4");
     const int clipSeconds = secondsBefore + seconds + secondsAfter;
     PythonServer server;
-    if (seconds < 5 || rounds < 1 || !makeClip(clip, clipSeconds) || !server.start(RTSP_SERVER_SCRIPT, {"--file", clip}))
+    if (seconds < 5 || rounds < 1 || !makeClip(clip, clipSeconds)
+        || !server.start(RTSP_SERVER_SCRIPT, {"--file", clip}))
         return 2;
 
     const QString url = server.url("file");
@@ -141,8 +143,8 @@ int main(int argc, char** argv)
         if (!measureAll(systems, size_t(round), seconds, leastBytes))
             return 2;
     }
-    std::printf("live 1280x720, 25 a second, %d s each, median of %d rounds (lowest to highest), ratios to %s\n", seconds,
-                rounds, systems.back().name);
+    std::printf("live 1280x720, 25 a second, %d s each, median of %d rounds (lowest to highest), ratios to %s\n",
+                seconds, rounds, systems.back().name);
     for (const System& system : systems)
         print(system);
     return 0;

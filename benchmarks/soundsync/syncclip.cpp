@@ -11,6 +11,7 @@ bool SyncClip::make(const QString& file, int seconds)
     const QStringList inputs{"-f", "lavfi", "-i", picture.arg(seconds).arg(isOn),
                              "-f", "lavfi", "-i", sound.arg(seconds).arg(isOn)};
     const QString codecs = "-c:v libx264 -preset ultrafast -tune zerolatency -g 25 -c:a pcm_mulaw";
-    return CpuTime::ofProgram("ffmpeg", QStringList{"-v", "error", "-y"} + inputs + codecs.split(' ') + QStringList{file})
+    return CpuTime::ofProgram("ffmpeg",
+                              QStringList{"-v", "error", "-y"} + inputs + codecs.split(' ') + QStringList{file})
         >= 0;
 }

@@ -4,8 +4,8 @@
 #include <QString>
 #include <QStringList>
 
-/// An RTSP server on the loopback: a Python script in a process of its own, which says on its standard output which port
-/// it has, and ends when its standard input does.
+/// An RTSP server on the loopback: a Python script in a process of its own, which says on its standard output which
+/// port it has, and ends when its standard input does.
 class PythonServer
 {
 public:

@@ -10,8 +10,8 @@
 
 namespace {
 
-/// Archive time; nothing where there is no such date or time. Date and time on their own: together they would be a local
-/// time, which the clock of this computer may never have shown.
+/// Archive time; nothing where there is no such date or time. Date and time on their own: together they would be a
+/// local time, which the clock of this computer may never have shown.
 std::optional<qint64> timeOf(const QString& text)
 {
     const QDate date = QDate::fromString(text.left(8), "yyyyMMdd");

@@ -14,8 +14,8 @@ struct ArchiveFile
     /// Names have whole seconds: it may have ended as late as that.
     qint64 latestEnd() const { return end + 999; }
 
-    /// For the same reason a recording that follows another without a gap may seem to begin somewhat before or after that
-    /// has ended.
+    /// For the same reason a recording that follows another without a gap may seem to begin somewhat before or after
+    /// that has ended.
     static constexpr qint64 roundingMs = 2000;
     bool follows(const ArchiveFile& other) const { return start < other.end + roundingMs; }
 };
@@ -27,8 +27,8 @@ qint64 of(const QDateTime& wall);
 QDateTime wall(qint64 time);
 } // namespace ArchiveTime
 
-/// Finds recordings by their names, `<start>_<end>_<channel>.mp4` with times as yyyyMMddTHHmmss, anywhere below a folder.
-/// A recording that is still being written has no end in its name yet, and is not found.
+/// Finds recordings by their names, `<start>_<end>_<channel>.mp4` with times as yyyyMMddTHHmmss, anywhere below a
+/// folder. A recording that is still being written has no end in its name yet, and is not found.
 class ArchiveIndex
 {
 public:

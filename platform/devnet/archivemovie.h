@@ -16,7 +16,8 @@ public:
     explicit ArchiveMovie(const StopSignal& stopSignal) : input(stopSignal) {}
 
     /// For a recording that follows one whose pictures end at archive time @p behind, and may begin in the middle of a
-    /// group of pictures: until a key frame says otherwise they are encoded like those before. To be called before open().
+    /// group of pictures: until a key frame says otherwise they are encoded like those before. To be called before
+    /// open().
     void goOn(qint64 behind, const XVideoEncPara& encoding);
 
     /// An empty text, or why not. Reading begins with the last key frame that is not behind archive time @p begin.

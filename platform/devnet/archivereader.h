@@ -12,8 +12,9 @@ class ArchiveMovie;
 
 /// The frames of recordings, one file after the other. Used by one thread at a time.
 ///
-/// Where recordings overlap, the earlier one is read to its end and the later one goes on from its first key frame behind
-/// that. Recordings without a gap between them are read as one stream. A file that can't be read is left out, with a warning.
+/// Where recordings overlap, the earlier one is read to its end and the later one goes on from its first key frame
+/// behind that. Recordings without a gap between them are read as one stream. A file that can't be read is left out,
+/// with a warning.
 class ArchiveReader
 {
 public:

@@ -87,9 +87,10 @@ public:
     XRetError sendTalkData(const char* data, int length, int channel) override;
 
     /// @name Recordings of the archive folder
-    /// The library's own, found by their names `<start>_<end>_<channel>.mp4`, in the folder or below it. The number of a
-    /// playback or download is the channel. Time stamps are milliseconds since 1970 of what the clock on the wall showed
-    /// as if that were UTC, so the time zone of the reader does not matter. Playbacks and downloads count as streams.
+    /// The library's own, found by their names `<start>_<end>_<channel>.mp4`, in the folder or below it. The number of
+    /// a playback or download is the channel. Time stamps are milliseconds since 1970 of what the clock on the wall
+    /// showed as if that were UTC, so the time zone of the reader does not matter. Playbacks and downloads count as
+    /// streams.
     /// @{
 
     /// Recordings of @p channel that touch the period, local time; looks at the disk.
@@ -102,8 +103,8 @@ public:
     XRetError vodResume(unsigned id) override;
     XRetError vodSeek(unsigned id, const QDateTime& time) override;
 
-    /// 1 to 16 times, and -4 to -2 for a quarter to a half. No sound but at the normal speed, key frames alone from eight
-    /// times on.
+    /// 1 to 16 times, and -4 to -2 for a quarter to a half. No sound but at the normal speed, key frames alone from
+    /// eight times on.
     XRetError vodSetSpeed(unsigned id, int speed) override;
     XRetError vodReadFrame(unsigned id, XFrameHeader* frame, int timeout) override;
 

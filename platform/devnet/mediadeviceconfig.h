@@ -42,8 +42,8 @@ struct MediaDeviceConfig
     /// says what is wrong and where. Without an error @p error is empty.
     DEVNET_EXPORT static MediaDeviceConfig fromJson(const QByteArray& json, QString* error = nullptr);
 
-    /// As fromJson(), from a file; names of media files and folders in it are relative to its folder. An error begins with the name
-    /// of the file.
+    /// As fromJson(), from a file; names of media files and folders in it are relative to its folder. An error begins
+    /// with the name of the file.
     DEVNET_EXPORT static MediaDeviceConfig fromJsonFile(const QString& fileName, QString* error = nullptr);
 
     /// A device that needs nothing: every channel has a main and a sub stream of the built-in test picture, each

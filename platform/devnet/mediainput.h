@@ -28,7 +28,8 @@ public:
     /// Microseconds; where the times of the packets begin.
     qint64 startTime() const;
 
-    /// Goes on reading at the last key frame that is not behind @p time, microseconds; at the beginning where there is none.
+    /// Goes on reading at the last key frame that is not behind @p time, microseconds; at the beginning where there is
+    /// none.
     void seek(qint64 time);
 
     QString errorText(int error) const;

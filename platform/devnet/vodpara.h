@@ -7,8 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 
-/// What a device is asked to play back, in local time. Time stamps of its frames are the milliseconds since 1970 of that
-/// local time counted as if it were UTC.
+/// What a device is asked to play back, in local time. Time stamps of its frames are the milliseconds since 1970 of
+/// that local time counted as if it were UTC.
 struct VodStartPara
 {
     QDateTime startTime; ///< of the period

@@ -15,7 +15,8 @@ struct XVideoEncPara
 
     bool isValid() const { return (codec == 1 || codec == 2) && width > 0 && height > 0; }
 };
-static_assert(sizeof(XVideoEncPara) == 24 && offsetof(XVideoEncPara, param2) == 20, "exchanged with devices as it lies");
+static_assert(sizeof(XVideoEncPara) == 24 && offsetof(XVideoEncPara, param2) == 20,
+              "exchanged with devices as it lies");
 
 inline bool operator==(const XVideoEncPara& a, const XVideoEncPara& b)
 {
@@ -36,7 +37,8 @@ struct XAudioEncPara
         return codec >= 33 && codec <= 35 && bitWidth > 0 && channels > 0 && sampleRate > 0;
     }
 };
-static_assert(sizeof(XAudioEncPara) == 16 && offsetof(XAudioEncPara, channels) == 12, "exchanged with devices as it lies");
+static_assert(sizeof(XAudioEncPara) == 16 && offsetof(XAudioEncPara, channels) == 12,
+              "exchanged with devices as it lies");
 
 inline bool operator==(const XAudioEncPara& a, const XAudioEncPara& b)
 {

@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
-/// Head of one encoded frame from a device. The payload begins inside the record, at data, and goes on behind its end in
-/// the same buffer.
+/// Head of one encoded frame from a device. The payload begins inside the record, at data, and goes on behind its end
+/// in the same buffer.
 struct XFrameHeader
 {
     /// A buffer for frames holds the record and this much behind it.

@@ -12,8 +12,8 @@
 /// The connection to one device: a camera, a recorder, or whatever a host makes look like one.
 ///
 /// A host creates the object and shares it through QSharedPointer; the library keeps shared pointers and never creates
-/// or deletes one. Every operation may be called from any thread and from several at once, and none may wait longer than
-/// the time-out it is given (or than it takes to ask the device).
+/// or deletes one. Every operation may be called from any thread and from several at once, and none may wait longer
+/// than the time-out it is given (or than it takes to ask the device).
 ///
 /// Channels and streams count from 0; stream 0 of a channel is its main stream. Streams are listed channel by channel:
 /// stream s of channel c has the index c * getStreamCountPerChannel() + s. Time-outs are milliseconds.

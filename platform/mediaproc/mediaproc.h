@@ -198,7 +198,7 @@ typedef struct _tag_mp4_audio_param_s
 MEDIAPROC_EXPORT void* mediaproc_create_mp4_file(const char* path, const _tag_mp4_video_param_s* video,
                                                  const _tag_mp4_audio_param_s* audio);
 
-/*! Writes a frame (Annex B); what comes before the first key frame is left out. @p timestamp in milliseconds. 0 or -1. */
+/*! Writes a frame (Annex B), @p timestamp in milliseconds; what comes before the first key frame is left out. 0 or -1. */
 MEDIAPROC_EXPORT int32_t mediaproc_write_mp4_video(void* file, const uint8_t* data, uint32_t length,
                                                    uint64_t timestamp, int32_t key_frame);
 MEDIAPROC_EXPORT int32_t mediaproc_write_mp4_audio(void* file, const uint8_t* data, uint32_t length,

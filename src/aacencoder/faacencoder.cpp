@@ -10,10 +10,10 @@
 #endif
 
 namespace {
-/// FAAC allocates 12 MB for each encoder and uses a small part of it. Once the first of them has been freed, glibc takes
-/// later ones from its arenas, where all of it is memory that was used before and stays in the process, four times as
-/// much as is needed where many recordings come and go. With a limit of its own it maps them again, unless the host has
-/// set another one in the environment.
+/// FAAC allocates 12 MB for each encoder and uses a small part of it. Once the first of them has been freed, glibc
+/// takes later ones from its arenas, where all of it is memory that was used before and stays in the process, four
+/// times as much as is needed where many recordings come and go. With a limit of its own it maps them again, unless the
+/// host has set another one in the environment.
 void keepEncodersOutOfArenas()
 {
 #ifdef __GLIBC__

@@ -22,8 +22,8 @@ struct Unit
     bool isFirstSlice() const { return isSlice() && size > 1 && (data[1] & 0x80) != 0; }
 };
 
-/// Goes from unit to unit. Where a unit ends is looked for when it is asked for, or gone past: slices are the longest part
-/// of a picture, and whoever wants what stands before them needn't look through them.
+/// Goes from unit to unit. Where a unit ends is looked for when it is asked for, or gone past: slices are the longest
+/// part of a picture, and whoever wants what stands before them needn't look through them.
 class Reader
 {
 public:

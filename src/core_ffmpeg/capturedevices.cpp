@@ -31,7 +31,8 @@ bool CaptureDevices::registerAll()
     QLibrary library;
     setName(&library);
     // Stays loaded when the object goes: FFmpeg keeps what was registered.
-    const auto registerFormats = reinterpret_cast<decltype(&avdevice_register_all)>(library.resolve("avdevice_register_all"));
+    const auto registerFormats
+        = reinterpret_cast<decltype(&avdevice_register_all)>(library.resolve("avdevice_register_all"));
     if (registerFormats)
         registerFormats();
     isDone = registerFormats != nullptr;

@@ -1,7 +1,7 @@
 #pragma once
 
-// Where FFmpeg releases differ. The code is written for the 4.4 interface; each difference has a name here, and no other
-// file asks for a version.
+// Where FFmpeg releases differ. The code is written for the 4.4 interface; each difference has a name here, and no
+// other file asks for a version.
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -10,8 +10,8 @@ extern "C" {
 #include <libswresample/swresample.h>
 }
 
-// Since libavformat 59 (FFmpeg 5.0) the RTSP demuxer's socket time-out is the option "timeout"; before, that name meant the
-// wait for an incoming connection, and the socket time-out was "stimeout".
+// Since libavformat 59 (FFmpeg 5.0) the RTSP demuxer's socket time-out is the option "timeout"; before, that name meant
+// the wait for an incoming connection, and the socket time-out was "stimeout".
 #if LIBAVFORMAT_VERSION_MAJOR >= 59
 #define VANTOR_FFMPEG_SOCKET_TIMEOUT_OPTION "timeout"
 #else
@@ -50,7 +50,8 @@ int channelsOf(const T* sound)
 
 /// An uninitialised converter from the default layout of @p channels to interleaved 16-bit sound in the default layout
 /// of @p outputChannels.
-inline SwrContext* allocConverter(int channels, AVSampleFormat format, int inputRate, int outputChannels, int outputRate)
+inline SwrContext* allocConverter(int channels, AVSampleFormat format, int inputRate, int outputChannels,
+                                  int outputRate)
 {
 #if VANTOR_FFMPEG_CHANNEL_LAYOUT_STRUCT
     AVChannelLayout input;

@@ -60,8 +60,8 @@ public:
     /// Picture size of a stream in pixels.
     static void getResolution(const AVStream* stream, int& width, int& height);
 
-    /// Sends one packet and takes at most one frame. 0 when @p frame holds a picture or sound, else FFmpeg's error code;
-    /// errors other than "again" and end of file also go to the debug line of @p thread (may be null).
+    /// Sends one packet and takes at most one frame. 0 when @p frame holds a picture or sound, else FFmpeg's error
+    /// code; errors other than "again" and end of file also go to the debug line of @p thread (may be null).
     static int decode(AbstractVideoThread* thread, AVCodecContext* context, const AVPacket* packet, AVFrame* frame,
                       bool isVideo);
 

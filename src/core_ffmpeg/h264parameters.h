@@ -15,7 +15,7 @@ struct H264Parameters
     int rateNumerator = 0; ///< pictures a second, 0 where the set does not say
     int rateDenominator = 1;
 
-    /// Reads the first set among Annex B units. Nothing when there is none, when it is broken, and for what is not 8-bit
-    /// 4:2:0 in whole pictures: fields, more bits, other colour formats.
+    /// Reads the first set among Annex B units. Nothing when there is none, when it is broken, and for what is not
+    /// 8-bit 4:2:0 in whole pictures: fields, more bits, other colour formats.
     static std::optional<H264Parameters> read(const uint8_t* units, size_t size);
 };

@@ -8,15 +8,15 @@
 #include <optional>
 #include <vector>
 
-/// Puts the pictures of a live H.264 stream together from what FFmpeg's RTP receiver hands out while its parsers are off:
-/// a piece per network packet, a whole unit or a fragment of one.
+/// Puts the pictures of a live H.264 stream together from what FFmpeg's RTP receiver hands out while its parsers are
+/// off: a piece per network packet, a whole unit or a fragment of one.
 ///
 /// That a picture has ended is certain when the next one begins, a picture's time later; FFmpeg's own parser waits for
-/// that. Here a picture is handed out twice: takeEarly() gives it when it looks whole, for showing, takeWhole() when it is
-/// certain, for keeping, and says whether the early one was right. A picture looks whole when it has as many slices as
-/// the one before it and the last fragment was shorter than a network packet may be; senders fill all but the last. A
-/// sender that does otherwise is found out once, and from then on takeEarly() gives nothing. What goes on without a picture
-/// beyond any picture's size is dropped.
+/// that. Here a picture is handed out twice: takeEarly() gives it when it looks whole, for showing, takeWhole() when it
+/// is certain, for keeping, and says whether the early one was right. A picture looks whole when it has as many slices
+/// as the one before it and the last fragment was shorter than a network packet may be; senders fill all but the last.
+/// A sender that does otherwise is found out once, and from then on takeEarly() gives nothing. What goes on without a
+/// picture beyond any picture's size is dropped.
 ///
 /// One thread at a time. After each add() ask for the whole picture first, then for the early one.
 class PictureAssembler

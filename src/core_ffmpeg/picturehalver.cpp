@@ -73,7 +73,8 @@ int PictureHalver::timesFor(const AVFrame* picture, int leastWidth, int leastHei
     int times = 0;
     int width = picture->width;
     int height = picture->height;
-    while (times < mostTimes && width % 4 == 0 && height % 4 == 0 && width / 2 >= leastWidth && height / 2 >= leastHeight) {
+    while (times < mostTimes && width % 4 == 0 && height % 4 == 0 && width / 2 >= leastWidth
+           && height / 2 >= leastHeight) {
         width /= 2;
         height /= 2;
         ++times;

@@ -10,8 +10,8 @@
 class PictureHalver
 {
 public:
-    /// How often @p picture can be halved and still be as large as @p least in both directions. Never for other formats,
-    /// and only while all its planes have even sizes.
+    /// How often @p picture can be halved and still be as large as @p least in both directions. Never for other
+    /// formats, and only while all its planes have even sizes.
     static int timesFor(const AVFrame* picture, int leastWidth, int leastHeight);
 
     /// @p picture halved @p times times, at least once and no more often than timesFor() says for any size, with its

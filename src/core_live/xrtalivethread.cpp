@@ -50,7 +50,8 @@ bool XRTALiveThread::initInput()
         exceedCount = 0;
         return true;
     }
-    qCWarning(lcRta, "enable media transmit failed channel=%d, stream=%d, ret=%d", channel.load(), stream.load(), result);
+    qCWarning(lcRta, "enable media transmit failed channel=%d, stream=%d, ret=%d", channel.load(), stream.load(),
+              result);
     if (result == XRet::TooManyConnections) {
         ++exceedCount;
         Q_EMIT sig_connExceedMax();

@@ -125,7 +125,10 @@ bool FFmpegVideoThread::parseVideoUrl() { return true; }
 
 int FFmpegVideoThread::getLatestRecordCodec(XVideoEncPara&, XAudioEncPara&) { return 0; }
 
-int FFmpegVideoThread::interrupted(void* thread) { return static_cast<FFmpegVideoThread*>(thread)->isOverdue() ? 1 : 0; }
+int FFmpegVideoThread::interrupted(void* thread)
+{
+    return static_cast<FFmpegVideoThread*>(thread)->isOverdue() ? 1 : 0;
+}
 
 bool FFmpegVideoThread::isOverdue()
 {
@@ -460,8 +463,8 @@ FFmpegVideoThread::Loop FFmpegVideoThread::decodeVideo(const AVPacket* packet)
     return Loop::Continue;
 }
 
-/// Where packets of the first key picture were lost, it and its group are mostly grey: the next key picture may be whole.
-/// A source whose pictures are never quite right is shown in the end.
+/// Where packets of the first key picture were lost, it and its group are mostly grey: the next key picture may be
+/// whole. A source whose pictures are never quite right is shown in the end.
 bool FFmpegVideoThread::isDamagedStart()
 {
     if (source->hasWholePicture)
@@ -524,8 +527,8 @@ void FFmpegVideoThread::deliverPlanes()
         return;
     const quint32 lineY = static_cast<quint32>(picture->linesize[0]);
     const quint32 lineU = static_cast<quint32>(picture->linesize[1]);
-    Q_EMIT receiveFrame(picture->width, picture->height, picture->data[0], picture->data[1], picture->data[2], lineY, lineU,
-                        lineU);
+    Q_EMIT receiveFrame(picture->width, picture->height, picture->data[0], picture->data[1], picture->data[2], lineY,
+                        lineU, lineU);
     // Whoever shows the picture has its planes now; those of the one before it are free to go.
     source->deliveredFrame = std::move(picture);
     if (isSnap)

@@ -11,13 +11,13 @@ struct AudioInput;
 
 /// Plays any address that FFmpeg can open: network streams, files and capture devices.
 ///
-/// play() starts the video thread, whose loop opens the source, reads packets, decodes and delivers them, and hands them
-/// to the recorders. A source that can't be opened is tried again until stop(). A source that was lost, or whose codec or
-/// size has changed, is closed (receivePlayFinsh()) and opened again (receivePlayStart()) where reopening is on
-/// (setReadTimeout() above 0) or the change was seen in the stream; otherwise the thread ends.
+/// play() starts the video thread, whose loop opens the source, reads packets, decodes and delivers them, and hands
+/// them to the recorders. A source that can't be opened is tried again until stop(). A source that was lost, or whose
+/// codec or size has changed, is closed (receivePlayFinsh()) and opened again (receivePlayStart()) where reopening is
+/// on (setReadTimeout() above 0) or the change was seen in the stream; otherwise the thread ends.
 ///
-/// Pictures leave as videoMode says. In VideoMode_Opengl the planes are I420: 8-bit 4:2:0 pictures as decoded, all others
-/// converted. A host that plays files or capture devices switches the address test off.
+/// Pictures leave as videoMode says. In VideoMode_Opengl the planes are I420: 8-bit 4:2:0 pictures as decoded, all
+/// others converted. A host that plays files or capture devices switches the address test off.
 class VANTOR_EXPORT FFmpegVideoThread : public AbstractVideoThread
 {
     Q_OBJECT
@@ -46,13 +46,14 @@ public:
     bool getPaced() const;
 
     /// Whether pictures are shown as soon as they can be: the analysis of the streams ends as soon as codec, size and
-    /// sound format are known, and a picture that an RTSP server sends in H.264 is decoded when its last packet has come,
-    /// not when the next picture begins. Default false. Recordings are the same either way.
+    /// sound format are known, and a picture that an RTSP server sends in H.264 is decoded when its last packet has
+    /// come, not when the next picture begins. Default false. Recordings are the same either way.
     void setFastStart(bool enable);
     bool getFastStart() const;
     /// @}
 
-    /// Whether the source that receivePlayFinsh() reports as closed is about to be opened again by this thread. Any thread.
+    /// Whether the source that receivePlayFinsh() reports as closed is about to be opened again by this thread. Any
+    /// thread.
     bool isReopening() const;
 
 public Q_SLOTS:
@@ -75,8 +76,8 @@ protected:
     /// Video thread, before each open: a subclass finds the address; false fails the open.
     virtual bool parseVideoUrl();
 
-    /// Video thread, after each open attempt and each read: a subclass that knows the source's encoding fills the records
-    /// and returns 0. A record that differs from the one seen at open makes the thread open the source again.
+    /// Video thread, after each open attempt and each read: a subclass that knows the source's encoding fills the
+    /// records and returns 0. A record that differs from the one seen at open makes the thread open the source again.
     virtual int getLatestRecordCodec(XVideoEncPara& video, XAudioEncPara& audio);
 
 private:

@@ -153,8 +153,8 @@ bool FFmpegVideoThread::initInput()
 
 void FFmpegVideoThread::limitAnalysis()
 {
-    // A mean frame rate and the first decode time take several pictures to tell; a live picture shouldn't wait for them.
-    // What was read stays queued in the input, so nothing is lost.
+    // A mean frame rate and the first decode time take several pictures to tell; a live picture shouldn't wait for
+    // them. What was read stays queued in the input, so nothing is lost.
     source->formatCtx->fps_probe_size = 0;
     source->formatCtx->max_ts_probe = 0;
 }

@@ -37,8 +37,8 @@ struct AudioInput
     }
 };
 
-/// What belongs to one open source. Everything is made by the open attempt and released by close(), but for the delivered
-/// frame: renderers may hold its planes until the next one is delivered, so it stays for as long.
+/// What belongs to one open source. Everything is made by the open attempt and released by close(), but for the
+/// delivered frame: renderers may hold its planes until the next one is delivered, so it stays for as long.
 struct FFmpegVideoThread::Source
 {
     void close();

@@ -128,8 +128,8 @@ void FFmpegVideoThread::recordPacket(AVPacket* packet, bool isVideoKey)
     }
 }
 
-/// Containers without decode times leave those of the first reordered pictures open, and the show time of such a picture
-/// is later than the decode times that follow.
+/// Containers without decode times leave those of the first reordered pictures open, and the show time of such a
+/// picture is later than the decode times that follow.
 void FFmpegVideoThread::completeDecodeTime(AVPacket* packet)
 {
     const qint64 step = pictureTime(packet);

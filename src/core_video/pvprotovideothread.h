@@ -55,8 +55,8 @@ protected:
     /// Waits for the connection, up to connectTimeout.
     virtual bool checkConnect();
 
-    /// Waits for a frame and writes it to the buffer @p frame of XFrameHeader::bufferSize bytes. 0 when there is one, -2
-    /// when none came within @p timeout milliseconds, anything else is an error.
+    /// Waits for a frame and writes it to the buffer @p frame of XFrameHeader::bufferSize bytes. 0 when there is one,
+    /// -2 when none came within @p timeout milliseconds, anything else is an error.
     virtual int readFrame(XFrameHeader* frame, int timeout) = 0;
 
     /// For every frame that nobody displays.
@@ -93,8 +93,8 @@ protected:
     /// Frees both decoders, the video decoder as destroyVideoDecoder() does.
     void freeDecoders();
 
-    /// For checkConnect(): asks for the status, every 100 ms and connectTimeout / 100 times, until it is 1 (connected) or the
-    /// thread is stopped. The last answer, 0 where nobody was asked.
+    /// For checkConnect(): asks for the status, every 100 ms and connectTimeout / 100 times, until it is 1 (connected)
+    /// or the thread is stopped. The last answer, 0 where nobody was asked.
     int waitForStatus(const std::function<int()>& ask);
 
     /// For a run() of a subclass: what begins it, and whether stop() was called since.

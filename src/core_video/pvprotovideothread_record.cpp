@@ -61,7 +61,8 @@ void PvProtoVideoThread::keepParameterSets(const XFrameHeader& frame)
         return;
     constexpr quint32 h264 = 0;
     const auto* payload = reinterpret_cast<const unsigned char*>(&frame) + offsetof(XFrameHeader, data);
-    parameterSets = frame.codecId == h264 ? H264Head::parameterSets(payload, static_cast<int>(frame.length)) : QByteArray();
+    parameterSets
+        = frame.codecId == h264 ? H264Head::parameterSets(payload, static_cast<int>(frame.length)) : QByteArray();
 }
 
 /// What comes while there is no file after one has failed.

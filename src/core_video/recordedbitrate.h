@@ -2,8 +2,8 @@
 
 #include <QtGlobal>
 
-/// Bits per second that a recording of this picture size is said to have; the largest pictures fall back to the smallest
-/// rate.
+/// Bits per second that a recording of this picture size is said to have; the largest pictures fall back to the
+/// smallest rate.
 constexpr int recordedBitRate(int width, int height)
 {
     const qint64 pixels = static_cast<qint64>(width) * height;

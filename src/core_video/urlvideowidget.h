@@ -7,9 +7,9 @@ class FFmpegVideoThread;
 /// Shows any address: rtsp and other network addresses, files and capture devices.
 ///
 /// setUrl(), start(), and the picture appears when the source is open. A network source that can't be opened is tried
-/// again half a second later, and one that is lost comes back by itself (unless the read time-out of the VideoPara is 0),
-/// until stop().
-/// Files are played once, in real time, and can be paused, positioned and played at other speeds. Sound needs no call.
+/// again half a second later, and one that is lost comes back by itself (unless the read time-out of the VideoPara is
+/// 0), until stop(). Files are played once, in real time, and can be paused, positioned and played at other speeds.
+/// Sound needs no call.
 ///
 /// The widget is made for VideoMode_Opengl, which it is set to when it is created; setVideoMode() chooses another.
 /// GUI thread only.
@@ -30,8 +30,8 @@ public:
     void setUrl(const QString& url);
     QString getUrl() const;
 
-    /// FFmpeg's input format for capture addresses; the platform's cameras ("v4l2", "dshow") unless set. With "lavfi" the
-    /// name is a filter that makes a picture, "testsrc2|640x480|25".
+    /// FFmpeg's input format for capture addresses; the platform's cameras ("v4l2", "dshow") unless set. With "lavfi"
+    /// the name is a filter that makes a picture, "testsrc2|640x480|25".
     void setCaptureFormat(const QString& format);
     QString getCaptureFormat() const;
 
@@ -54,8 +54,8 @@ public:
     /// `<path>/<date>/live/<start>_<end>_<channel>.mp4`. An empty @p path ends it. A file that is open when the folder
     /// changes is finished in the old one. Nothing while the widget only shows.
     ///
-    /// While a file is written its name is `<start>.mp4`, so widgets that begin at the same moment need folders of their
-    /// own, and so do the two kinds of recording.
+    /// While a file is written its name is `<start>.mp4`, so widgets that begin at the same moment need folders of
+    /// their own, and so do the two kinds of recording.
     void setAutoRecord(const QString& path);
     QString getAutoRecord() const;
 

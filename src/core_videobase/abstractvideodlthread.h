@@ -15,13 +15,13 @@ class SaveMp4FFmpeg;
 /// Base of the threads that fetch a recording from where it is kept and write it into MP4 files.
 ///
 /// The host sets what to fetch, connects the signals and calls startDL(). stopDL() ends the download, else it ends with
-/// the recording, with an error, or when nothing comes any more; the thread can be started again then. startDL(), stopDL()
-/// and the setters belong to one thread, the host's, and the setters are not called while a download runs.
+/// the recording, with an error, or when nothing comes any more; the thread can be started again then. startDL(),
+/// stopDL() and the setters belong to one thread, the host's, and the setters are not called while a download runs.
 ///
 /// run() is the download and calls the hooks in this order: initOption(), makeSaveSubDir(), beforeDownload(), then
-/// readFrame() and handleSaveMP4() for every frame, and afterDownload(). All of them run on the download's thread, which
-/// also emits all signals: sig_downloadStart() first and sig_downloadFinsh() last, or neither where beforeDownload() found
-/// that there is nothing to be had.
+/// readFrame() and handleSaveMP4() for every frame, and afterDownload(). All of them run on the download's thread,
+/// which also emits all signals: sig_downloadStart() first and sig_downloadFinsh() last, or neither where
+/// beforeDownload() found that there is nothing to be had.
 class VANTOR_EXPORT AbstractVideoDLThread : public QThread
 {
     Q_OBJECT
@@ -84,7 +84,8 @@ protected:
     /// Writes a frame; not 0 when that can't be done.
     virtual int handleSaveMP4(XFrameHeader* frame) = 0;
 
-    /// For beforeDownload(), before it emits why there will be no download: from then on the host may start another one.
+    /// For beforeDownload(), before it emits why there will be no download: from then on the host may start another
+    /// one.
     void announceEnd();
 
     /// For hooks: what was fetched is not on the disk. The download will not be reported as complete.

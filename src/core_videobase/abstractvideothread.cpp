@@ -291,7 +291,8 @@ bool AbstractVideoThread::isRecording(RecordType type) const { return hasType(ty
 
 bool AbstractVideoThread::hasOpenFile() const
 {
-    return std::any_of(savers.cbegin(), savers.cend(), [](const SaveMp4FFmpeg* saver) { return saver->getIsRunning(); });
+    return std::any_of(savers.cbegin(), savers.cend(),
+                       [](const SaveMp4FFmpeg* saver) { return saver->getIsRunning(); });
 }
 
 void AbstractVideoThread::stopAndWait()

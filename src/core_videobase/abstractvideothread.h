@@ -67,7 +67,8 @@ public:
     /// @name Settings, called from the GUI thread before play() unless said otherwise
     /// @{
 
-    /// Read time-out in milliseconds; 0 or less means 3000. A value above 0 also switches reopening of a lost source on.
+    /// Read time-out in milliseconds; 0 or less means 3000. A value above 0 also switches reopening of a lost source
+    /// on.
     virtual void setReadTimeout(int milliseconds);
 
 protected:
@@ -124,10 +125,10 @@ public:
     void setSnapPreview(bool preview);
     /// "WIDTHxHEIGHT" or "WIDTH*HEIGHT"; another text leaves the picture size as it was.
     void setVideoSize(const QString& size);
-    /// How large the display that shows this thread paints pictures of VideoMode_Image, in pixels; empty, which it is at
-    /// first, asks for all that there is. Where that display is the only receiver of receiveImage(), a picture that is at
-    /// least twice as large in both directions may come shrunk, with a device pixel ratio of 1/2, 1/4 and so on, so that
-    /// its logical size is the source's, and pictures are left out while the receiver falls behind. Any thread.
+    /// How large the display that shows this thread paints pictures of VideoMode_Image, in pixels; empty, which it is
+    /// at first, asks for all that there is. Where that display is the only receiver of receiveImage(), a picture that
+    /// is at least twice as large in both directions may come shrunk, with a device pixel ratio of 1/2, 1/4 and so on,
+    /// so that its logical size is the source's, and pictures are left out while the receiver falls behind. Any thread.
     void setPaintedSize(const QSize& pixels);
     /// The clock that pacing and time-outs go by; it must outlive the thread. Null restores the real one.
     void setClock(Clock* clock);

@@ -131,7 +131,8 @@ void OverlayPainter::drawBackground(QPainter* painter, const QRect& area, const 
     painter->restore();
 }
 
-void OverlayPainter::drawOsds(QPainter* painter, const QRect& area, const std::vector<OsdInfo>& osds, const QDateTime& now)
+void OverlayPainter::drawOsds(QPainter* painter, const QRect& area, const std::vector<OsdInfo>& osds,
+                              const QDateTime& now)
 {
     Placement placement{area.topLeft(), Qt::AlignLeft | Qt::AlignTop};
     for (const OsdInfo& osd : osds) {
@@ -155,7 +156,8 @@ void OverlayPainter::drawGraphs(QImage* image, const std::vector<GraphInfo>& gra
         *image = image->convertToFormat(QImage::Format_ARGB32_Premultiplied);
     QPainter painter(image);
     painter.setRenderHint(QPainter::Antialiasing);
-    // Graphs have the coordinates of the frame, also where the image is a shrunk one. Painters leave ratios below 1 alone.
+    // Graphs have the coordinates of the frame, also where the image is a shrunk one. Painters leave ratios below 1
+    // alone.
     const qreal ratio = qMin(image->devicePixelRatio(), 1.0);
     painter.scale(ratio, ratio);
     for (const GraphInfo& graph : graphs)

@@ -6,8 +6,8 @@
 
 /// What a recorder has lost, from the first lost picture until writing works again, told in one line then.
 ///
-/// A picture is handed to the muxer first, and is on the disk when its fragment is: what was handed when a file fails is
-/// lost. Losses with less than two seconds between them are one. Any thread.
+/// A picture is handed to the muxer first, and is on the disk when its fragment is: what was handed when a file fails
+/// is lost. Losses with less than two seconds between them are one. Any thread.
 class RecordingLoss
 {
 public:
@@ -39,8 +39,8 @@ public:
     QString end();
 
 private:
-    /// Milliseconds since 1970 in UTC, 0 for never. A QDateTime in local time asks the system for its time zone, which is
-    /// too much for every packet.
+    /// Milliseconds since 1970 in UTC, 0 for never. A QDateTime in local time asks the system for its time zone, which
+    /// is too much for every packet.
     using Time = qint64;
 
     struct Amount

@@ -9,10 +9,11 @@ class ByteRing;
 
 /// Writes one MP4 file after the other from device frames with the MP4 functions of the media-processing library.
 ///
-/// Calling order of a producer: setPara(), open(), any number of writeData(), stop(). All of these belong to one thread,
-/// the producer's; the recorder thread writes. Between them lies a ring of 16 MiB: what does not fit is dropped with a
-/// warning, and what is still in it at stop() is lost. When writing works again, or the recording ends, one more warning
-/// says how many pictures were lost, from when to when and why. SaveMp4FFmpeg is the recorder that loses nothing at stop().
+/// Calling order of a producer: setPara(), open(), any number of writeData(), stop(). All of these belong to one
+/// thread, the producer's; the recorder thread writes. Between them lies a ring of 16 MiB: what does not fit is dropped
+/// with a warning, and what is still in it at stop() is lost. When writing works again, or the recording ends, one more
+/// warning says how many pictures were lost, from when to when and why. SaveMp4FFmpeg is the recorder that loses
+/// nothing at stop().
 class VANTOR_EXPORT SaveMp4 : public AbstractSaveThread
 {
     Q_OBJECT

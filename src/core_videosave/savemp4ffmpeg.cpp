@@ -36,8 +36,8 @@ Q_LOGGING_CATEGORY(lcMp4, "vantor.save.mp4")
 
 constexpr size_t longestQueue = 100;
 
-/// Between two key frames the muxer only collects, so packets may as well wait for each other: waking the recorder thread
-/// for each is most of what a recording costs above its muxer. No longer than this, and no more of them.
+/// Between two key frames the muxer only collects, so packets may as well wait for each other: waking the recorder
+/// thread for each is most of what a recording costs above its muxer. No longer than this, and no more of them.
 constexpr int longestRestMs = 1000;
 constexpr size_t mostResting = 30;
 

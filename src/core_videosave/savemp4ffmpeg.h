@@ -20,14 +20,14 @@ struct AVStream;
 /// Writes one fragmented MP4 file after the other from device frames or from packets that FFmpeg has read.
 ///
 /// Calling order of a producer: setPara(), setTimebase(), perhaps setExtradata() and setJoin(), open(), any number of
-/// writeData(), stop(). All of these belong to one thread, the producer's; the recorder thread writes. The queue between
-/// them holds 100 packets: what a stalled disk can't take is dropped with a warning. When writing works again, or the
-/// recording ends, one more warning says how many pictures were lost, from when to when and why.
+/// writeData(), stop(). All of these belong to one thread, the producer's; the recorder thread writes. The queue
+/// between them holds 100 packets: what a stalled disk can't take is dropped with a warning. When writing works again,
+/// or the recording ends, one more warning says how many pictures were lost, from when to when and why.
 ///
 /// Video is written as it comes. G.711 and 16-bit PCM sound becomes AAC. A file that can't be written any more (a full
 /// disk), or that was removed, ends the recording by itself; getIsRunning() is false then and the producer may open the
-/// next file. After a crash the file plays up to its last complete fragment, which is a group of pictures, or a second of
-/// sound where there are no pictures.
+/// next file. After a crash the file plays up to its last complete fragment, which is a group of pictures, or a second
+/// of sound where there are no pictures.
 class VANTOR_EXPORT SaveMp4FFmpeg : public AbstractSaveThread
 {
     Q_OBJECT
@@ -53,11 +53,12 @@ public:
     /// Whether the file that was opened last could not be written to its end; final once the recording has ended.
     bool hasFileError() const;
 
-    /// Counts a picture, else a packet of sound, that the producer has while no file is open after one has failed, for the
-    /// warning about what was lost. Nothing when none has failed.
+    /// Counts a picture, else a packet of sound, that the producer has while no file is open after one has failed, for
+    /// the warning about what was lost. Nothing when none has failed.
     void loseWithoutFile(bool video);
 
-    /// Writes the warning about what was lost now, if there is one: the recording is not tried again. stop() does as well.
+    /// Writes the warning about what was lost now, if there is one: the recording is not tried again. stop() does as
+    /// well.
     void endLoss();
 
 public Q_SLOTS:

@@ -6,15 +6,15 @@
 /// Downloads a recording that is kept on a device of the first family.
 ///
 /// Files are `<savePath>/<today>/vod/<start>.mp4` while they are written and `<start>_<end>_<channel>.mp4` when they
-/// are complete. A file begins with a key frame, and ends at the key frame with which the next one begins: when the save
-/// interval is over, or when the device says that codec or picture size have changed. Frames before the first key frame
-/// are dropped.
+/// are complete. A file begins with a key frame, and ends at the key frame with which the next one begins: when the
+/// save interval is over, or when the device says that codec or picture size have changed. Frames before the first key
+/// frame are dropped.
 ///
 /// The names are the date on which the period begins and the times of day of the pictures: the device's time stamps are
 /// local time, and are not converted. A file that runs over midnight is named with a start of 000000.
 ///
-/// The device hands frames over as fast as the disk takes them. A file that can't be opened, or not be written to its end
-/// (a full disk), ends the download: sig_downloadError(), then sig_downloadFinsh(false).
+/// The device hands frames over as fast as the disk takes them. A file that can't be opened, or not be written to its
+/// end (a full disk), ends the download: sig_downloadError(), then sig_downloadFinsh(false).
 class VANTOR_EXPORT XRTAVodDLThread : public AbstractVideoDLThread
 {
     Q_OBJECT

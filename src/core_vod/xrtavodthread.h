@@ -26,8 +26,9 @@ public:
     /// What to play; counts for the next play().
     void setVodStartPara(const VodStartPara& para);
 
-    /// Threads that share a turn play one after the other: the device tells playbacks apart by their channel alone, so one
-    /// that was stopped has to have ended there before the next one of that channel begins. Before play(); none at first.
+    /// Threads that share a turn play one after the other: the device tells playbacks apart by their channel alone, so
+    /// one that was stopped has to have ended there before the next one of that channel begins. Before play(); none at
+    /// first.
     void setTurn(const std::shared_ptr<std::mutex>& turn);
 
 public Q_SLOTS:

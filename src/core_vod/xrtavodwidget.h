@@ -11,8 +11,8 @@
 /// Shows a recording that a device of the first family plays back.
 ///
 /// init(), setVodStartPara(), start(); then pause(), resume(), seekFile() and setSpeed() at will. Whatever ends the
-/// playback leads to sig_receivePlayFinsh(); start() begins another one, on the device as soon as the one before has ended
-/// there. GUI thread only.
+/// playback leads to sig_receivePlayFinsh(); start() begins another one, on the device as soon as the one before has
+/// ended there. GUI thread only.
 class VANTOR_EXPORT XRTAVodWidget : public StandardVideoWidget
 {
     Q_OBJECT

@@ -57,7 +57,8 @@ private Q_SLOTS:
 
     void read_seesTheFullRange()
     {
-        const std::optional<H264Parameters> parameters = read(set("6764001facd9405005bb016c80000003008000000f078c18cb"));
+        const std::optional<H264Parameters> parameters
+            = read(set("6764001facd9405005bb016c80000003008000000f078c18cb"));
         QVERIFY(parameters.has_value());
         QVERIFY(parameters->isFullRange);
         QCOMPARE(QSize(parameters->width, parameters->height), QSize(1280, 720));

@@ -68,7 +68,8 @@ QImage Display::lastPicture() const
     for (int y = 0; y < frame.height; ++y) {
         for (int x = 0; x < frame.width; ++x)
             image.setPixel(x, y,
-                           shown(frame.planes[0][y * frame.lines[0] + x], frame.planes[1][y / 2 * frame.lines[1] + x / 2],
+                           shown(frame.planes[0][y * frame.lines[0] + x],
+                                 frame.planes[1][y / 2 * frame.lines[1] + x / 2],
                                  frame.planes[2][y / 2 * frame.lines[2] + x / 2]));
     }
     return image;

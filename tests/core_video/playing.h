@@ -13,8 +13,8 @@
 
 /// What a display gets from a thread, and whether it stays readable for as long as a renderer may read it.
 ///
-/// Lives in the GUI thread and is connected as displays are. It keeps the planes of the last frame and reads all of them
-/// again when the next frame comes, and whenever the test asks.
+/// Lives in the GUI thread and is connected as displays are. It keeps the planes of the last frame and reads all of
+/// them again when the next frame comes, and whenever the test asks.
 class Display : public QObject
 {
     Q_OBJECT

@@ -2,8 +2,8 @@
 //
 //     recorderprocess <address> <file>
 //
-// Files are played at the pace of their time stamps. Each picture that has been handed to the recorder is told by a line
-// with its number, from 1, the first being the key frame with which the recording begins.
+// Files are played at the pace of their time stamps. Each picture that has been handed to the recorder is told by a
+// line with its number, from 1, the first being the key frame with which the recording begins.
 
 #include "recordingprobe.h"
 
@@ -12,8 +12,8 @@
 #include <cstdio>
 
 namespace {
-/// One picture comes out of the decoder for each packet, before the packet goes to the recorder: at the next packet, all
-/// pictures so far are the recorder's.
+/// One picture comes out of the decoder for each packet, before the packet goes to the recorder: at the next packet,
+/// all pictures so far are the recorder's.
 void reportEachPicture(RecordingProbe& probe)
 {
     ++probe.previewRef();

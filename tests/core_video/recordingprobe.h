@@ -16,8 +16,8 @@ class RecordingProbe final : public FFmpegVideoThread
     Q_OBJECT
 
 public:
-    /// Recordings go into @p folder as <type>-<number>.mp4, numbered from 1, and are renamed to <type>-<number>-done.mp4;
-    /// with an empty folder the names stay the test's business.
+    /// Recordings go into @p folder as <type>-<number>.mp4, numbered from 1, and are renamed to
+    /// <type>-<number>-done.mp4; with an empty folder the names stay the test's business.
     explicit RecordingProbe(const QString& url, const QString& folder = QString());
 
     /// Ends the thread and waits for it.

@@ -34,12 +34,14 @@ void makeDescriptionStale(char* bytes, size_t count)
         return;
     const int before = text.size();
     text.replace(at, text.indexOf(';', at) - at, "Z0LAHtoCwEmwFKDAwNSgAAADACAAAAZR4sXU,aM48gA==");
-    text.replace(title, title.left(title.size() - qMax(0, text.size() - before)).append(qMax(0, before - text.size()), ' '));
+    text.replace(title,
+                 title.left(title.size() - qMax(0, text.size() - before)).append(qMax(0, before - text.size()), ' '));
     if (text.size() == before)
         std::copy(text.begin(), text.end(), bytes);
 }
 
-/// Holds the first media back for longer than the time-out for reading is, as a server does that has yet to wake its camera.
+/// Holds the first media back for longer than the time-out for reading is, as a server does that has yet to wake its
+/// camera.
 TcpProxy::Edit slowFirstPacket(std::chrono::milliseconds delay)
 {
     bool isPlaying = false;
@@ -116,7 +118,8 @@ private Q_SLOTS:
         std::vector<std::unique_ptr<PlayerProbe>> probes;
         for (const QString mount : {"h264", "h264_pcma", "h264_aac", "h265", "sdp_only"})
             probes.emplace_back(new PlayerProbe(server.url(mount), mode));
-        probes.emplace_back(new PlayerProbe(server.url("secure", Secrets::user(), Secrets::passwordWithSeparators()), mode));
+        probes.emplace_back(
+            new PlayerProbe(server.url("secure", Secrets::user(), Secrets::passwordWithSeparators()), mode));
         for (const auto& probe : probes) {
             probe->thread.setTransport(transport);
             probe->thread.play();

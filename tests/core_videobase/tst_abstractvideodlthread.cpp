@@ -276,7 +276,8 @@ private Q_SLOTS:
             probe.reportDamage(); // told once
         };
         QVERIFY(probe.download());
-        QCOMPARE(probe.log.lines(), (QStringList{"init", "folder", "before", "start", "after", "error", "finish false"}));
+        QCOMPARE(probe.log.lines(),
+                 (QStringList{"init", "folder", "before", "start", "after", "error", "finish false"}));
         probe.onEnd = nullptr;
         QVERIFY(probe.download()); // the next one has nothing to do with it
         QCOMPARE(probe.log.lines().last(), QString("finish true"));
@@ -335,7 +336,8 @@ private Q_SLOTS:
     {
         ProbeDownload probe;
         probe.reads = QVector<int>(5, 0);
-        connect(&probe, &AbstractVideoDLThread::sig_downloadStart, &probe, [&] { probe.stopDL(); }, Qt::DirectConnection);
+        connect(
+            &probe, &AbstractVideoDLThread::sig_downloadStart, &probe, [&] { probe.stopDL(); }, Qt::DirectConnection);
         QVERIFY(probe.download());
         QCOMPARE(probe.log.lines().last(), QString("finish false"));
     }

@@ -19,7 +19,8 @@ private Q_SLOTS:
         QTest::newRow("separators in it") << "rtsp://a:p@ss:w/rd@camera/1" << "rtsp://***@camera/1";
         QTest::newRow("without a scheme") << "admin:secret@camera/1" << "***@camera/1";
         QTest::newRow("another scheme") << "http://a:b@host/clip.mp4" << "http://***@host/clip.mp4";
-        QTest::newRow("query") << "http://h/live?channel=1&Password=pw&token=t" << "http://h/live?channel=1&Password=***&token=***";
+        QTest::newRow("query") << "http://h/live?channel=1&Password=pw&token=t"
+                               << "http://h/live?channel=1&Password=***&token=***";
         QTest::newRow("both ways") << "rtsp://a:b@h/?user=a&pwd=b" << "rtsp://***@h/?user=***&pwd=***";
         QTest::newRow("a query in the password") << "rtsp://admin:se?pwd=x&token=y@h/1" << "rtsp://***";
         QTest::newRow("a name in the password") << "http://h/?pwd=a@b&channel=1" << "http://***&channel=1";

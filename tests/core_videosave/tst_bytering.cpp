@@ -72,7 +72,8 @@ private Q_SLOTS:
             const std::uint32_t size = sizes(random);
             if (random() & 1U) {
                 const Bytes bytes = numbered(size, next);
-                const std::uint32_t expected = std::min<std::uint32_t>(size, 64 - static_cast<std::uint32_t>(queue.size()));
+                const std::uint32_t expected
+                    = std::min<std::uint32_t>(size, 64 - static_cast<std::uint32_t>(queue.size()));
                 if (ring.write(bytes.data(), size) != expected)
                     QFAIL(qPrintable(QString("write %1, seed %2").arg(operation).arg(seed)));
                 queue.insert(queue.end(), bytes.begin(), bytes.begin() + expected);

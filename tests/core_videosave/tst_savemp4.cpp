@@ -385,7 +385,8 @@ private Q_SLOTS:
         UnthreadedSaver saver;
         saver.setPara(videoPara(), noSound(), waitMs);
         QVERIFY(saver.begin(path("movie.mp4")));
-        // A frame without the magic word, whose payload looks like the head of a frame that is longer than all there is.
+        // A frame without the magic word, whose payload looks like the head of a frame that is longer than all there
+        // is.
         XFrameHeader inner{};
         inner.reserved0 = magic;
         inner.length = 100000;

@@ -873,7 +873,8 @@ private Q_SLOTS:
     void file_thatVanishes_endsTheDownload_data()
     {
         QTest::addColumn<int>("seconds");
-        QTest::addColumn<int>("mostReads"); // the recorder notices with the fragment that it writes then, or with the next
+        QTest::addColumn<int>(
+            "mostReads"); // the recorder notices with the fragment that it writes then, or with the next
         QTest::newRow("noticed at the end") << -1 << 126;
         QTest::newRow("noticed between two files") << 1 << 51; // at the key frame that opens the second one
     }

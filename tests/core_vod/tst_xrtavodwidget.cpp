@@ -188,7 +188,8 @@ private Q_SLOTS:
         QCOMPARE(thread->getReadTimeout(), 200);
         QCOMPARE(thread->getConnectTimeout(), 700);
         QCOMPARE(thread->previewRef().load(), 1);
-        QTRY_COMPARE_WITH_TIMEOUT(device->count("vodStart 3 20240506T070000 20240506T080000 20240506T073015"), 1, limitMs);
+        QTRY_COMPARE_WITH_TIMEOUT(device->count("vodStart 3 20240506T070000 20240506T080000 20240506T073015"), 1,
+                                  limitMs);
         QVERIFY(widget.start()); // again
         QCOMPARE(widget.bound(), thread);
     }

@@ -10,8 +10,8 @@
 
 /// A playback thread with its log and a clock that does not wait. One display is counted in.
 ///
-/// Lines of the log beside those of ThreadLog: "position 11001", and, in their place among the signals, what a device was
-/// asked by this thread (logCalls()), "> vodStop 3".
+/// Lines of the log beside those of ThreadLog: "position 11001", and, in their place among the signals, what a device
+/// was asked by this thread (logCalls()), "> vodStop 3".
 class VodProbe final : public XRTAVodThread
 {
     Q_OBJECT

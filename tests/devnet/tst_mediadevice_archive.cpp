@@ -114,7 +114,8 @@ private:
 
     XRetError play(ReadFrames& frames, int most, int timeout = waitMs)
     {
-        return readAll([&](XFrameHeader* frame) { return device->vodReadFrame(channel, frame, timeout); }, frames, most);
+        return readAll([&](XFrameHeader* frame) { return device->vodReadFrame(channel, frame, timeout); }, frames,
+                       most);
     }
 
     std::unique_ptr<MessageGuard> guard;
@@ -298,7 +299,8 @@ private Q_SLOTS:
         QCOMPARE(stamps.first(), stampOf(at("09:10:00")) + first);
         for (int n = 1; n < stamps.size(); ++n) {
             const qint64 step = stamps.at(n) - stamps.at(n - 1);
-            QVERIFY2(step == pictureMs || (n == cut && !isEven && step > 0), qPrintable(QString("%1 at %2").arg(step).arg(n)));
+            QVERIFY2(step == pictureMs || (n == cut && !isEven && step > 0),
+                     qPrintable(QString("%1 at %2").arg(step).arg(n)));
         }
     }
 

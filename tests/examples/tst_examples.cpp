@@ -21,7 +21,8 @@ private:
     static constexpr int startMs = 30000;
     static constexpr int glTolerance = 72; // the renderer leaves limited-range pictures a little pale
 
-    /// Whether two different test pictures are seen in the middle of an example's window of 960x540, before it is ended.
+    /// Whether two different test pictures are seen in the middle of an example's window of 960x540, before it is
+    /// ended.
     bool showsMovingPictures(const QString& program, const QStringList& arguments)
     {
         QProcess process;

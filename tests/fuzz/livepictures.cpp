@@ -48,7 +48,8 @@ public:
         require(out <= in, "no more comes out than went in");
         require(!whole || whole->wasEarly || !whole->wasTooSoon, "only what was early can be too soon");
         const AvPacketPtr early = assembler.takeEarly();
-        require(!early || (early->size > 0 && early->size <= in - out), "an early picture is what has not come out yet");
+        require(!early || (early->size > 0 && early->size <= in - out),
+                "an early picture is what has not come out yet");
         require(!early || !assembler.takeEarly(), "a picture is early once");
     }
 
@@ -66,7 +67,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     av_log_set_level(AV_LOG_QUIET);
     FuzzInput input(data, size);
     const QByteArray sets = input.bytes(input.byte());
-    const auto described = H264Parameters::read(reinterpret_cast<const std::uint8_t*>(sets.constData()), size_t(sets.size()));
+    const auto described
+        = H264Parameters::read(reinterpret_cast<const std::uint8_t*>(sets.constData()), size_t(sets.size()));
     require(!described || (described->width > 0 && described->height > 0), "a picture that is described has a size");
     require(!described || described->rateDenominator > 0, "a rate can be divided");
 

@@ -2,8 +2,8 @@
 //
 //     watcherprocess [OPTION...] ADDRESS
 //
-// The address is played by an FFmpegVideoThread, with --device as the one channel of a MediaDevice by an XRTALiveThread.
-// Commands are read from the standard input, one a line; its end ends the program.
+// The address is played by an FFmpegVideoThread, with --device as the one channel of a MediaDevice by an
+// XRTALiveThread. Commands are read from the standard input, one a line; its end ends the program.
 
 #include "core_live/xrtalivethread.h"
 #include "devnet/mediadevice.h"

@@ -8,7 +8,8 @@
 ///
 /// A test creates one (usually in init()), allows the messages it provokes with allow(), and checks in cleanup() that
 /// unexpected() is empty. Warnings and worse are unexpected unless allowed; messages of QObject::connect and
-/// QMetaObject::invokeMethod are unexpected always, and so is every message that shows one of the Secrets. Thread-safe: messages arrive from every thread.
+/// QMetaObject::invokeMethod are unexpected always, and so is every message that shows one of the Secrets. Thread-safe:
+/// messages arrive from every thread.
 class MessageGuard
 {
 public:

@@ -133,8 +133,9 @@ bool MovieFile::startsWithKeyFrame() const { return firstOf(videoPackets()).sect
 QStringList MovieFile::frameHashes(const QStringList& codec) const
 {
     QStringList hashes;
-    const Result result = runProgram("ffmpeg", QStringList{"-v", "error", "-nostdin", "-i", file, "-map", "0:v:0"} + codec
-                                                   + QStringList{"-f", "framemd5", "-"});
+    const Result result = runProgram("ffmpeg",
+                                     QStringList{"-v", "error", "-nostdin", "-i", file, "-map", "0:v:0"} + codec
+                                         + QStringList{"-f", "framemd5", "-"});
     for (const QString& line : linesOf(result.output)) {
         if (!line.startsWith('#'))
             hashes << line.section(',', -1).trimmed();
@@ -156,7 +157,7 @@ QVector<int> MovieFile::pictureNumbers() const
     QVector<int> numbers;
     const int pictureBytes = width * height * 3 / 2;
     for (int offset = 0; pictureBytes > 0 && offset + pictureBytes <= result.output.size(); offset += pictureBytes)
-        numbers << TestPicture::number(reinterpret_cast<const quint8*>(result.output.constData()) + offset, width, height,
-                                       width);
+        numbers << TestPicture::number(reinterpret_cast<const quint8*>(result.output.constData()) + offset, width,
+                                       height, width);
     return numbers;
 }

@@ -6,7 +6,8 @@
 
 /// A media file as other programs see it: what ffprobe and ffmpeg say of it, and whether players play it to its end.
 ///
-/// The calls start a program and wait for it; the file must not change any more. A failed one prints what the program said.
+/// The calls start a program and wait for it; the file must not change any more. A failed one prints what the program
+/// said.
 class MovieFile
 {
 public:

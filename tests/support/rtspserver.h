@@ -37,7 +37,8 @@ public:
     RtspServer(const RtspServer&) = delete;
     RtspServer& operator=(const RtspServer&) = delete;
 
-    /// The user and the password of the mount "secure", for the next start; Secrets::user() and Secrets::password() before.
+    /// The user and the password of the mount "secure", for the next start; Secrets::user() and Secrets::password()
+    /// before.
     void setCredentials(const QString& user, const QString& password);
 
     /// What the mount "chosen" serves, the name of one of the other live mounts, for the next start.

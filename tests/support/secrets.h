@@ -4,8 +4,8 @@
 
 /// The users and passwords that tests put into addresses.
 ///
-/// All hold one word that is nowhere else. No message, no name of a file, no title and no text on the screen may show it:
-/// MessageGuard fails the test that logs it, and the test "secrets" looks for it in what all tests have written.
+/// All hold one word that is nowhere else. No message, no name of a file, no title and no text on the screen may show
+/// it: MessageGuard fails the test that logs it, and the test "secrets" looks for it in what all tests have written.
 namespace Secrets {
 
 constexpr char word[] = "Sesame4711";

@@ -16,7 +16,8 @@ public:
     /// @p target is a port of 127.0.0.1; 0 for nobody, a server that never answers.
     explicit TcpProxy(quint16 target = 0);
 
-    /// As above; @p edit may change the bytes that are about to be sent to a client, in place. Called on the proxy's thread.
+    /// As above; @p edit may change the bytes that are about to be sent to a client, in place. Called on the proxy's
+    /// thread.
     using Edit = std::function<void(char* bytes, size_t count)>;
     TcpProxy(quint16 target, Edit edit);
 

@@ -1,9 +1,9 @@
 // Tells ThreadSanitizer what it can't see: Qt is not built with it, so the order that Qt's mutexes, queued calls and
 // thread joins establish between two threads is invisible, and everything handed over through them looks like a race.
 //
-// The functions below stand in front of Qt's own of the same name for every caller outside Qt, mark that order, and call
-// Qt's. They are compiled into test programs under ThreadSanitizer only, and hide nothing else: data that two threads
-// touch without one of these means is still reported.
+// The functions below stand in front of Qt's own of the same name for every caller outside Qt, mark that order, and
+// call Qt's. They are compiled into test programs under ThreadSanitizer only, and hide nothing else: data that two
+// threads touch without one of these means is still reported.
 
 #if defined(__SANITIZE_THREAD__)
 
@@ -35,7 +35,8 @@ Function next(const char* symbol)
     return reinterpret_cast<Function>(dlsym(RTLD_NEXT, symbol));
 }
 
-/// What was done before a call was posted comes before the slot; what the slot did comes before a blocking call returns.
+/// What was done before a call was posted comes before the slot; what the slot did comes before a blocking call
+/// returns.
 template <typename Receiver>
 bool deliver(bool (*real)(Receiver*, QEvent*), Receiver* receiver, QEvent* event)
 {
@@ -93,7 +94,8 @@ bool QMetaObject::invokeMethod(QObject* object, const char* member, Qt::Connecti
     return done;
 }
 
-bool QMetaObject::invokeMethodImpl(QObject* object, QtPrivate::QSlotObjectBase* slot, Qt::ConnectionType type, void* ret)
+bool QMetaObject::invokeMethodImpl(QObject* object, QtPrivate::QSlotObjectBase* slot, Qt::ConnectionType type,
+                                   void* ret)
 {
     static const auto real = next<bool (*)(QObject*, QtPrivate::QSlotObjectBase*, Qt::ConnectionType, void*)>(
         "_ZN11QMetaObject16invokeMethodImplEP7QObjectPN9QtPrivate15QSlotObjectBaseEN2Qt14ConnectionTypeEPv");

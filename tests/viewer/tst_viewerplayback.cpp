@@ -366,7 +366,8 @@ private Q_SLOTS:
         zoomIn(at("10:00:00"));
         click(at("10:00:30") + 500);
         QTRY_VERIFY_WITH_TIMEOUT(seesNumber(29 * picturesASecond, 36 * picturesASecond), limitMs);
-        QVERIFY(Screen::waitForColor(display(), {display()->width() / 2 - 100, 80}, TestPicture::topLeft(), colorTolerance));
+        QVERIFY(Screen::waitForColor(display(), {display()->width() / 2 - 100, 80}, TestPicture::topLeft(),
+                                     colorTolerance));
         QCOMPARE(stateText(), QString("Playing"));
         QVERIFY(momentText().startsWith("2024-03-05  10:00:3"));
         keepScreenshot("playback.png");

@@ -72,7 +72,8 @@ QStringList withSecret(const QStringList& texts) { return texts.filter(Secrets::
 QStringList filesBelow(const QString& folder)
 {
     QStringList names;
-    for (QDirIterator all(folder, QDir::AllEntries | QDir::NoDotAndDotDot, QDirIterator::Subdirectories); all.hasNext();)
+    for (QDirIterator all(folder, QDir::AllEntries | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
+         all.hasNext();)
         names.append(all.next());
     return names;
 }

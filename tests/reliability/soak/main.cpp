@@ -34,7 +34,8 @@ public:
     int finish()
     {
         constexpr int oneHour = 3600000;
-        return process.waitForFinished(oneHour) && process.exitStatus() == QProcess::NormalExit ? process.exitCode() : 2;
+        return process.waitForFinished(oneHour) && process.exitStatus() == QProcess::NormalExit ? process.exitCode()
+                                                                                                : 2;
     }
 
 private:

@@ -42,8 +42,9 @@ XRetError SoakDevice::readFrame(int channel, int stream, XFrameHeader* frame, in
     if (result != XRet::Ok || stream != 0 || frame->frameType > XFrameHeader::LastVideoFrame)
         return result;
     char line[64];
-    const int length = std::snprintf(line, sizeof line, "%llu %lld\n", static_cast<unsigned long long>(frame->timestamp),
-                                     static_cast<long long>(Journal::now()));
+    const int length
+        = std::snprintf(line, sizeof line, "%llu %lld\n", static_cast<unsigned long long>(frame->timestamp),
+                        static_cast<long long>(Journal::now()));
     const std::lock_guard<std::mutex> lock(mutex);
     notes.write(line, length);
     return result;

@@ -81,7 +81,8 @@ public:
     /// Up to a frame of interleaved samples; what is missing is silence. Bytes of the result, 0 for none, or -1.
     int encode(const int16_t* samples, std::size_t count, unsigned char* output, std::size_t room)
     {
-        if (!context || count > std::size_t(frameSamples) * unsigned(channels) || av_frame_make_writable(frame.get()) < 0)
+        if (!context || count > std::size_t(frameSamples) * unsigned(channels)
+            || av_frame_make_writable(frame.get()) < 0)
             return -1;
         fill(samples, count);
         frame->pts = time;
