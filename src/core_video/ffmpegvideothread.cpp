@@ -4,6 +4,7 @@
 #include "core_ffmpeg/mediatime.h"
 #include "core_video/ffmpegvideothread_p.h"
 #include "core_videobase/clock.h"
+#include "core_videobase/freedmemory.h"
 #include "core_videobase/shownaddress.h"
 #include "core_videosave/savemp4ffmpeg.h"
 
@@ -221,7 +222,8 @@ void FFmpegVideoThread::openSource()
 
 void FFmpegVideoThread::closeSource()
 {
-    if (opened.exchange(false)) {
+    const bool wasOpen = opened.exchange(false);
+    if (wasOpen) {
         duration = 0;
         position = 0;
         videoWidth = 0;
@@ -237,6 +239,8 @@ void FFmpegVideoThread::closeSource()
     }
     keyFrameSeen = false;
     source->close();
+    if (wasOpen)
+        FreedMemory::giveBack();
 }
 
 FFmpegVideoThread::Loop FFmpegVideoThread::readSource()

@@ -1,6 +1,7 @@
 #include "core_video/pvprotovideothread.h"
 
 #include "core_ffmpeg/ffmpeghelper.h"
+#include "core_videobase/freedmemory.h"
 #include "devnet/xnettypes.h"
 
 #include <QLoggingCategory>
@@ -223,7 +224,8 @@ void PvProtoVideoThread::closeVideo()
         freeDecoders();
         codec->destroyAudioEncoder();
     }
-    if (opened.exchange(false)) {
+    const bool wasOpen = opened.exchange(false);
+    if (wasOpen) {
         recordDate = QDate();
         duration = 0;
         position = 0;
@@ -238,6 +240,8 @@ void PvProtoVideoThread::closeVideo()
         Q_EMIT receivePlayFinsh(this);
     }
     keyFrameSeen = false;
+    if (wasOpen)
+        FreedMemory::giveBack();
 }
 
 void PvProtoVideoThread::initOption() { codec = std::make_unique<MediaCodec>(); }

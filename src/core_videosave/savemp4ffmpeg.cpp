@@ -4,6 +4,7 @@
 #include "core_ffmpeg/ffmpegcompat.h"
 #include "core_ffmpeg/ffmpeghelper.h"
 #include "core_ffmpeg/ffmpegptr.h"
+#include "core_videobase/freedmemory.h"
 #include "core_videosave/adts.h"
 #include "core_videosave/alaw.h"
 #include "core_videosave/countingsemaphore.h"
@@ -790,6 +791,7 @@ void SaveMp4FFmpeg::close()
     writer->bsf.reset();
     writer->aacEncoder.reset();
     removeEmptyFile(fileName());
+    FreedMemory::giveBack();
 }
 
 void SaveMp4FFmpeg::stop()

@@ -62,9 +62,11 @@ void SoakRun::makeStreams()
         QWidget* parent = i % 5 == 4 ? nullptr : &window;
         const QString number = QString::number(i);
         if (i % 3 == 0)
-            streams.push_back(std::make_unique<DeviceSoakStream>("rta" + number, XTransportProtocol_Rta, journal, parent, place));
+            streams.push_back(
+                std::make_unique<DeviceSoakStream>("rta" + number, XTransportProtocol_Rta, journal, parent, place));
         else if (i % 3 == 1)
-            streams.push_back(std::make_unique<DeviceSoakStream>("mbe" + number, XTransportProtocol_Mbe, journal, parent, place));
+            streams.push_back(
+                std::make_unique<DeviceSoakStream>("mbe" + number, XTransportProtocol_Mbe, journal, parent, place));
         else
             streams.push_back(std::make_unique<UrlSoakStream>(
                 "rtsp" + number, servers[i % 2].url(QString("copy%1").arg(i / 3 % 8 + 1)), journal, parent, place));
