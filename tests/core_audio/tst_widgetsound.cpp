@@ -128,7 +128,11 @@ private Q_SLOTS:
         guard->allow("^error count: [123] why: "); // a stop interrupts the read that it meets
         guard->allow("Server returned 5XX"); // a busy machine makes the pictures too late; it is tried again
     }
-    void cleanup() { VERIFY_NO_UNEXPECTED_MESSAGES(*guard); }
+    void cleanup()
+    {
+        QVERIFY(ResourceCount::waitUntilNoneIsCalled("FFmpegVideoThread"));
+        VERIFY_NO_UNEXPECTED_MESSAGES(*guard);
+    }
     void cleanupTestCase() { Vantor::release(); }
 
     void address_isHeard()

@@ -3,6 +3,7 @@
 #include "core_videobase/abstractvideothread.h"
 #include "support/clips.h"
 #include "support/messageguard.h"
+#include "support/resourcecount.h"
 #include "support/rtspserver.h"
 #include "support/screen.h"
 #include "support/secrets.h"
@@ -90,7 +91,11 @@ void TestUrlVideoWidget::init()
     messages->allow("^(打开出错|找流失败) -> 错误: (Immediate exit requested|Invalid data found)"); // a stop during the open
 }
 
-void TestUrlVideoWidget::cleanup() { VERIFY_NO_UNEXPECTED_MESSAGES(*messages); }
+void TestUrlVideoWidget::cleanup()
+{
+    QVERIFY(ResourceCount::waitUntilNoneIsCalled("FFmpegVideoThread"));
+    VERIFY_NO_UNEXPECTED_MESSAGES(*messages);
+}
 
 std::unique_ptr<UrlVideoWidget> TestUrlVideoWidget::showWidget(const QString& url)
 {

@@ -3,6 +3,7 @@
 #include "support/clips.h"
 #include "support/messageguard.h"
 #include "support/moviefile.h"
+#include "support/resourcecount.h"
 #include "support/rtspserver.h"
 
 #include <QDateTime>
@@ -121,7 +122,11 @@ private Q_SLOTS:
         if (!server.isRunning())
             QVERIFY(server.start());
     }
-    void cleanup() { VERIFY_NO_UNEXPECTED_MESSAGES(*guard); }
+    void cleanup()
+    {
+        QVERIFY(ResourceCount::waitUntilNoneIsCalled("FFmpegVideoThread"));
+        VERIFY_NO_UNEXPECTED_MESSAGES(*guard);
+    }
 
     void recordStart_writesAFileNamedByTimeAndChannel()
     {

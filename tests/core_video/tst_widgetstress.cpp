@@ -69,6 +69,7 @@ void TestWidgetStress::cleanup()
 {
     widgets.clear();
     window.reset();
+    QVERIFY(ResourceCount::waitUntilNoneIsCalled("FFmpegVideoThread"));
     VERIFY_NO_UNEXPECTED_MESSAGES(*messages);
 }
 

@@ -3,6 +3,9 @@
 #include "support/waiting.h"
 
 #include <QDir>
+#include <QFile>
+
+#include <algorithm>
 
 namespace {
 
@@ -14,6 +17,21 @@ int entries(const QString& path)
 } // namespace
 
 ResourceCount ResourceCount::now() { return {entries("/proc/self/task"), entries("/proc/self/fd")}; }
+
+bool ResourceCount::waitUntilNoneIsCalled(const char* className, int milliseconds)
+{
+    constexpr int longestName = 15; // Linux cuts it
+    const QByteArray name = QByteArray(className).left(longestName);
+    const auto isNoneLeft = [&name] {
+        const QDir tasks("/proc/self/task");
+        const QStringList ids = tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+        return std::none_of(ids.cbegin(), ids.cend(), [&](const QString& id) {
+            QFile file(tasks.filePath(id + "/comm"));
+            return file.open(QFile::ReadOnly) && file.readAll().trimmed() == name;
+        });
+    };
+    return Waiting::until(isNoneLeft, milliseconds);
+}
 
 bool ResourceCount::waitUntilNotAbove(const ResourceCount& before, int slack, int milliseconds)
 {
