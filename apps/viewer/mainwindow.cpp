@@ -479,8 +479,9 @@ void MainWindow::makeLogPanel()
     addDockWidget(Qt::BottomDockWidgetArea, logPanel);
     resizeDocks({logPanel}, {logHeight}, Qt::Vertical);
     logPanel->hide();
-    connect(logPanel, &LogPanel::visibilityChanged, this,
-            [this] { logAction->setChecked(!logPanel->isHidden()); });
+    // A window that is deleted while it is seen hides its panels when it is hardly more than a QWidget.
+    connect(logPanel, &LogPanel::visibilityChanged, logAction,
+            [action = logAction, panel = logPanel] { action->setChecked(!panel->isHidden()); });
 }
 
 void MainWindow::showLog(bool shown)
