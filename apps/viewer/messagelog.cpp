@@ -7,8 +7,8 @@ namespace {
 QReadWriteLock lifeLock(QReadWriteLock::Recursive);
 } // namespace
 
-MessageLog* MessageLog::current = nullptr;
-QtMessageHandler MessageLog::previous = nullptr;
+std::atomic<MessageLog*> MessageLog::current{nullptr};
+std::atomic<QtMessageHandler> MessageLog::previous{nullptr};
 
 MessageLog::MessageLog(bool all, QObject* parent)
     : QObject(parent)
@@ -31,10 +31,12 @@ void MessageLog::handle(QtMsgType type, const QMessageLogContext& context, const
 {
     const QReadLocker lock(&lifeLock);
     const QString category = QString::fromLatin1(context.category);
-    if (previous && (!current || current->isHandedOn(type, category)))
-        previous(type, context, text);
-    if (current)
-        current->add({0, QDateTime::currentDateTime(), type, category, text});
+    const QtMessageHandler next = previous;
+    MessageLog* const log = current;
+    if (next && (!log || log->isHandedOn(type, category)))
+        next(type, context, text);
+    if (log)
+        log->add({0, QDateTime::currentDateTime(), type, category, text});
 }
 
 bool MessageLog::isHandedOn(QtMsgType type, const QString& category) const

@@ -5,6 +5,8 @@
 #include <QObject>
 #include <QVector>
 
+#include <atomic>
+
 /// Keeps the last lines that the program has logged, and hands them on to where they went before: warnings and errors,
 /// and where that is wanted the rest as well.
 ///
@@ -40,8 +42,8 @@ private:
     void add(Line line);
     bool isHandedOn(QtMsgType type, const QString& category) const;
 
-    static MessageLog* current;
-    static QtMessageHandler previous;
+    static std::atomic<MessageLog*> current;
+    static std::atomic<QtMessageHandler> previous;
     const bool handsOnAll;
     mutable QMutex mutex;
     QVector<Line> kept;

@@ -93,7 +93,7 @@ void TestUrlVideoWidget::init()
 
 void TestUrlVideoWidget::cleanup()
 {
-    QVERIFY(ResourceCount::waitUntilNoneIsCalled("FFmpegVideoThread"));
+    QVERIFY(ResourceCount::waitUntilNoneIsCalled("UrlVideoThread"));
     VERIFY_NO_UNEXPECTED_MESSAGES(*messages);
 }
 

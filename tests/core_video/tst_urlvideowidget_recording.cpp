@@ -124,7 +124,7 @@ private Q_SLOTS:
     }
     void cleanup()
     {
-        QVERIFY(ResourceCount::waitUntilNoneIsCalled("FFmpegVideoThread"));
+        QVERIFY(ResourceCount::waitUntilNoneIsCalled("UrlVideoThread"));
         VERIFY_NO_UNEXPECTED_MESSAGES(*guard);
     }
 

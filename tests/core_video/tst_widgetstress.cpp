@@ -69,7 +69,7 @@ void TestWidgetStress::cleanup()
 {
     widgets.clear();
     window.reset();
-    QVERIFY(ResourceCount::waitUntilNoneIsCalled("FFmpegVideoThread"));
+    QVERIFY(ResourceCount::waitUntilNoneIsCalled("UrlVideoThread"));
     VERIFY_NO_UNEXPECTED_MESSAGES(*messages);
 }
 
