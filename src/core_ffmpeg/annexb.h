@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-/// H.264 as a sequence of units behind start codes.
+/// H.264 as a sequence of units behind start codes; H.265 is divided in the same way, its units have other types.
 namespace AnnexB {
 
 /// One unit without its start code; at least the header byte. Borrowed from what was split.

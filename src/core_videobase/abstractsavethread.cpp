@@ -1,5 +1,7 @@
 #include "core_videobase/abstractsavethread.h"
 
+#include "core_videobase/freedmemory.h"
+
 #include <QFileInfo>
 #include <QLoggingCategory>
 #include <QMutexLocker>
@@ -79,6 +81,7 @@ void AbstractSaveThread::run()
     running = false;
     paused = false;
     close();
+    FreedMemory::giveBack();
     qCInfo(lcSave).noquote() << QString("%1 -> file: %2").arg("stop record", fileName());
 }
 

@@ -1,10 +1,10 @@
 #include "core_videosave/savemp4ffmpeg.h"
 
 #include "aacencoder/easyaacencoder.h"
+#include "core_ffmpeg/annexb.h"
 #include "core_ffmpeg/ffmpegcompat.h"
 #include "core_ffmpeg/ffmpeghelper.h"
 #include "core_ffmpeg/ffmpegptr.h"
-#include "core_videobase/freedmemory.h"
 #include "core_videosave/adts.h"
 #include "core_videosave/alaw.h"
 #include "core_videosave/countingsemaphore.h"
@@ -97,19 +97,13 @@ bool isDelimiter(AVCodecID codec, uint8_t head)
 /// What is behind the start codes.
 Content contentOf(const AVPacket* packet, AVCodecID codec)
 {
-    constexpr uint8_t startCode[] = {0, 0, 1};
-    constexpr auto codeBytes = std::ptrdiff_t(std::size(startCode));
-    const uint8_t* const end = packet->data + packet->size;
     Content content = Content::Nothing;
-    for (const uint8_t* at = packet->data;;) {
-        at = std::search(at, end, std::begin(startCode), std::end(startCode));
-        if (end - at <= codeBytes)
-            return content;
-        at += codeBytes;
-        if (!isDelimiter(codec, *at))
+    for (AnnexB::Reader reader(packet->data, size_t(packet->size)); reader.next();) {
+        if (!isDelimiter(codec, reader.openUnit().data[0]))
             return Content::Picture;
         content = Content::DelimiterAlone;
     }
+    return content;
 }
 
 /// Whether the muxer turns start codes into lengths.
@@ -791,7 +785,6 @@ void SaveMp4FFmpeg::close()
     writer->bsf.reset();
     writer->aacEncoder.reset();
     removeEmptyFile(fileName());
-    FreedMemory::giveBack();
 }
 
 void SaveMp4FFmpeg::stop()

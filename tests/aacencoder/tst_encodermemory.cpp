@@ -1,18 +1,8 @@
-#include "aacencoder/easyaacencoder.h"
+#include "encoderptr.h"
 
 #include <QTest>
 
 #include <malloc.h>
-
-#include <memory>
-
-namespace {
-struct Releaser
-{
-    void operator()(Easy_AACEncoder_Handle handle) const { Easy_AACEncoder_Release(handle); }
-};
-using EncoderPtr = std::unique_ptr<Easy_AACEncoder, Releaser>;
-} // namespace
 
 /// Where an encoder's memory is, with glibc's allocator.
 class TestEncoderMemory : public QObject

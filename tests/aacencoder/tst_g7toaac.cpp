@@ -1,9 +1,9 @@
-#include "aacencoder/easyaacencoder.h"
 #include "aacencoder/g711atopcm.h"
 #include "aacencoder/g711utopcm.h"
 #include "aacencoder/g726topcm.h"
 #include "aacencoder/g7toaac.h"
 
+#include "encoderptr.h"
 #include "faacstream.h"
 #include "support/messageguard.h"
 #include "telephonesound.h"
@@ -18,12 +18,6 @@ namespace {
 constexpr int chunkBytes = 160;
 constexpr int inputBufferBytes = 131072;
 constexpr int frameSamples = 1024;
-
-struct Releaser
-{
-    void operator()(Easy_AACEncoder_Handle handle) const { Easy_AACEncoder_Release(handle); }
-};
-using EncoderPtr = std::unique_ptr<Easy_AACEncoder, Releaser>;
 
 Easy_AACEncoder_Record recordFor(unsigned codec, unsigned channels = 1, unsigned rateCode = 0)
 {

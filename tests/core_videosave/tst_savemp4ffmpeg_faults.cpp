@@ -323,6 +323,7 @@ void tst_SaveMp4FFmpegFaults::writeData_leavesOutPictures_thatArePointless_data(
     QTest::addColumn<QByteArray>("payload");
     QTest::newRow("nothing") << QByteArray();
     QTest::newRow("a start code alone") << QByteArray("\0\0\0\1", 4);
+    QTest::newRow("two start codes with nothing between") << QByteArray("\0\0\0\1\0\0\0\1", 8);
     QTest::newRow("no start code") << QByteArray(300, 'x');
     QTest::newRow("zeros") << QByteArray(300, '\0');
 }
