@@ -43,17 +43,11 @@ set(VANTOR_WINDOWS_TESTS
     tst_xrtavodthread
     tst_yuvwidget)
 
-# What looks at OpenGL inside a picture area: Wine shows it from version 10 on.
+# What looks at OpenGL inside a picture area, or draws with it for minutes: Wine shows it, and is fast enough, from
+# version 10 on.
 set(VANTOR_NOT_UNDER_OLD_WINE
     tst_abstractvideowidget
     tst_livevideowidget
+    tst_openglrenderers
     tst_overlays
     tst_standardvideowidget)
-
-# Built, packed and meant for Windows, but not run under Wine, which has no mpv or takes longer for them than a test may.
-set(VANTOR_NOT_UNDER_WINE
-    tst_framequeue
-    tst_mediaproc_damage
-    tst_openglrenderers
-    tst_pvprotorecording
-    tst_savemp4)

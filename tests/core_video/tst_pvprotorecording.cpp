@@ -126,8 +126,7 @@ private Q_SLOTS:
         QCOMPARE(movie.pictureCount(), 50);
         QVERIFY(movie.decodes());
         QCOMPARE(movie.pictureNumbers(), range(25, 35));
-        QVERIFY(movie.playsInMpv());
-        QVERIFY(movie.playsInGStreamer());
+        QVERIFY(movie.plays());
     }
 
     void recordStart_keepsTheLeadingPictures_whenNoKeyFrameWasEverSeen()
@@ -162,7 +161,7 @@ private Q_SLOTS:
         probe->script.add(DeviceStream::h265().mid(10, 50));
         QVERIFY(probe->playScript());
         verifyHas("0-1-done.mp4", range(25, 35));
-        QVERIFY(MovieFile(path("0-1-done.mp4")).playsInMpv());
+        QVERIFY(MovieFile(path("0-1-done.mp4")).plays());
     }
 
     void recording_goesOn_whileNobodyDisplays()
@@ -311,8 +310,7 @@ private Q_SLOTS:
         QCOMPARE(MovieFile(path("0-1-done.mp4")).videoCodec(), QString("h264"));
         QCOMPARE(MovieFile(path("0-2-done.mp4")).videoCodec(), QString("hevc"));
         for (const QString name : {"0-1-done.mp4", "0-2-done.mp4"}) {
-            QVERIFY(MovieFile(path(name)).playsInMpv());
-            QVERIFY(MovieFile(path(name)).playsInGStreamer());
+            QVERIFY(MovieFile(path(name)).plays());
         }
     }
 
@@ -609,8 +607,7 @@ private Q_SLOTS:
         verifyHas("0-1-done.mp4", range(0, 75));
         const MovieFile movie(path("0-1-done.mp4"));
         QVERIFY(qAbs(movie.audioDuration() - 3) < soundKeptByEncoder);
-        QVERIFY(movie.playsInMpv());
-        QVERIFY(movie.playsInGStreamer());
+        QVERIFY(movie.plays());
     }
 };
 

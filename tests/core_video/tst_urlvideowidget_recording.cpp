@@ -160,7 +160,7 @@ private Q_SLOTS:
         verifyName(finished, path, 7);
         const MovieFile movie(finished);
         QVERIFY(movie.decodes());
-        QVERIFY(movie.playsInMpv());
+        QVERIFY(movie.plays());
         QCOMPARE(movie.audioCodec(), QString("aac"));
         QVERIFY(movie.pictureCount() >= 10);
         widget->stop();

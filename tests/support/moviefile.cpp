@@ -33,6 +33,7 @@ Result runProgram(const QString& program, const QStringList& arguments)
     return result;
 }
 
+#ifndef Q_OS_WIN
 bool hasErrorLine(const QByteArray& text)
 {
     const QList<QByteArray> lines = text.toLower().split('\n');
@@ -43,6 +44,13 @@ bool hasErrorLine(const QByteArray& text)
         qInfo().noquote() << text;
     return found;
 }
+
+bool playsWith(const QString& player, const QStringList& arguments)
+{
+    const Result result = runProgram(player, arguments);
+    return result.isGood && !hasErrorLine(result.output) && !hasErrorLine(result.errors);
+}
+#endif
 
 // The programs end their lines as the system does.
 QStringList linesOf(const QByteArray& text)
@@ -83,19 +91,17 @@ bool MovieFile::decodes() const
     return result.isGood && result.errors.isEmpty();
 }
 
-bool MovieFile::playsInMpv() const
+bool MovieFile::plays() const
 {
-    const Result result = runProgram("mpv", {"--no-config", "--vo=null", "--ao=null", "--ao-null-untimed", "--untimed",
-                                             "--msg-level=all=warn", file});
-    return result.isGood && !hasErrorLine(result.output) && !hasErrorLine(result.errors);
-}
-
-bool MovieFile::playsInGStreamer() const
-{
+#ifdef Q_OS_WIN
+    return decodes();
+#else
     const QString uri = QUrl::fromLocalFile(file).toString(QUrl::FullyEncoded);
-    const Result result = runProgram("gst-launch-1.0", {"-q", "playbin", "uri=" + uri, "video-sink=fakesink sync=false",
-                                                        "audio-sink=fakesink sync=false"});
-    return result.isGood && !hasErrorLine(result.output) && !hasErrorLine(result.errors);
+    return playsWith("mpv", {"--no-config", "--vo=null", "--ao=null", "--ao-null-untimed", "--untimed",
+                             "--msg-level=all=warn", file})
+        && playsWith("gst-launch-1.0", {"-q", "playbin", "uri=" + uri, "video-sink=fakesink sync=false",
+                                        "audio-sink=fakesink sync=false"});
+#endif
 }
 
 QStringList MovieFile::probe(const QString& streams, const QString& entries) const
