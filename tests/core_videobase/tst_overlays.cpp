@@ -763,25 +763,35 @@ private Q_SLOTS:
         child->setData(0, Qt::UserRole, "channel-7");
         BareWidget widget;
         QSignalSpy dropped(&widget, &AbstractVideoWidget::sig_fileDrag);
-        // The source of a drop is known only while a drag is under way.
+        // The source of a drop is known only while a drag is under way, which Windows ends at the first word of a mouse
+        // whose button isn't down.
         const auto drop = [&](QTreeWidgetItem* current) {
             tree.setCurrentItem(current);
-            auto* drag = new QDrag(&tree);
-            drag->setMimeData(tree.model()->mimeData({tree.model()->index(0, 0)}));
-            QTimer::singleShot(50, &widget, [&] {
-                QDragEnterEvent enter(QPoint(20, 20), Qt::CopyAction, drag->mimeData(), Qt::LeftButton, Qt::NoModifier);
-                QCoreApplication::sendEvent(&widget, &enter);
-                QVERIFY(enter.isAccepted());
-                QDropEvent event(QPointF(20, 20), Qt::CopyAction, drag->mimeData(), Qt::LeftButton, Qt::NoModifier);
-                QCOMPARE(event.source(), &tree);
-                QCoreApplication::sendEvent(&widget, &event);
-                QDrag::cancel();
-            });
-            drag->exec(Qt::CopyAction);
+            bool isDropped = false;
+            for (int attempt = 0; attempt < 10 && !isDropped; ++attempt) {
+                auto* drag = new QDrag(&tree);
+                drag->setMimeData(tree.model()->mimeData({tree.model()->index(0, 0)}));
+                QTimer underWay;
+                underWay.setSingleShot(true);
+                connect(&underWay, &QTimer::timeout, &widget, [&] {
+                    isDropped = true;
+                    QDragEnterEvent enter(QPoint(20, 20), Qt::CopyAction, drag->mimeData(), Qt::LeftButton,
+                                          Qt::NoModifier);
+                    QCoreApplication::sendEvent(&widget, &enter);
+                    QVERIFY(enter.isAccepted());
+                    QDropEvent event(QPointF(20, 20), Qt::CopyAction, drag->mimeData(), Qt::LeftButton, Qt::NoModifier);
+                    QCOMPARE(event.source(), &tree);
+                    QCoreApplication::sendEvent(&widget, &event);
+                    QDrag::cancel();
+                });
+                underWay.start(0);
+                drag->exec(Qt::CopyAction);
+            }
+            return isDropped;
         };
-        drop(top);
+        QVERIFY(drop(top));
         QCOMPARE(dropped.count(), 0);
-        drop(child);
+        QVERIFY(drop(child));
         QCOMPARE(dropped.count(), 1);
         QCOMPARE(dropped.at(0).at(0).toString(), QString("channel-7"));
     }
