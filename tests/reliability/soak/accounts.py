@@ -74,13 +74,13 @@ def check_file(path, with_numbers):
             keys.append("K" in fields[-1])
         elif fields[0] == "audio":
             sounds.append(round(float(fields[1]) * 1000))
-    command = ["ffmpeg", "-v", "error", "-nostdin", "-i", path, "-enc_time_base", "-1"]
-    command += ["-map", "0:a?", "-f", "null", "-"]
+    command = ["ffmpeg", "-v", "error", "-nostdin", "-i", path, "-map", "0:a?", "-f", "null", "-"]
     if with_numbers:
         command += ["-map", "0:v", "-vf", "crop=iw:2:0:ih/2,format=gray", "-fps_mode", "passthrough", "-f", "rawvideo",
                     "pipe:1"]
     else:
-        command += ["-map", "0:v", "-f", "null", "-"]
+        # Times as the file has them: behind an interruption those that are rounded to the mean rate fall together.
+        command += ["-map", "0:v", "-enc_time_base", "-1", "-f", "null", "-"]
     decoding = subprocess.run(command, capture_output=True, check=False)
     numbers = []
     if with_numbers:
