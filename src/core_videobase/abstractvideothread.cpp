@@ -315,7 +315,8 @@ void AbstractVideoThread::debug(const QString& head, const QString& msg) { debug
 void AbstractVideoThread::updateTime()
 {
     const qint64 now = clock.load()->microseconds() / 1000;
-    lastTimeMs = now;
+    if (lastTimeMs.exchange(now) == now) // the packets of a picture come at once
+        return;
     const QMutexLocker lock(&mutex);
     lastTime = QDateTime::fromMSecsSinceEpoch(now, Qt::UTC);
 }
