@@ -53,6 +53,19 @@ int openStatistics(const QString& process)
     return open(qPrintable("/proc/" + process + "/schedstat"), O_RDONLY | O_CLOEXEC);
 }
 
+/// How often a thread has waited for a page from the disk, from its stat file.
+qint64 readFaults(int file)
+{
+    constexpr int majorFaults = 10; // the field behind the name in brackets
+    char text[512] = {};
+    if (file < 0 || pread(file, text, sizeof text - 1, 0) <= 0)
+        return 0;
+    const char* at = std::strrchr(text, ')');
+    for (int field = 0; at && field < majorFaults; ++field)
+        at = std::strchr(at + 1, ' ');
+    return at ? std::strtoll(at, nullptr, 10) : 0;
+}
+
 /// The first two numbers of a schedstat file: nanoseconds on a processor and waiting for one.
 std::pair<qint64, qint64> readStatistics(int file)
 {
@@ -114,7 +127,9 @@ GuiGapWatch::GuiGapWatch(double limitMs)
     action.sa_flags = SA_RESTART;
     sigaction(stackSignal, &action, nullptr);
 
-    statistics = openStatistics(QString("self/task/%1").arg(syscall(SYS_gettid)));
+    const QString task = QString("self/task/%1").arg(syscall(SYS_gettid));
+    statistics = openStatistics(task);
+    faults = open(qPrintable("/proc/" + task + "/stat"), O_RDONLY | O_CLOEXEC);
     pressure = open("/proc/pressure/cpu", O_RDONLY | O_CLOEXEC);
     if (const pid_t server = serverProcess())
         serverStatistics = openStatistics(QString::number(server));
@@ -130,7 +145,7 @@ GuiGapWatch::~GuiGapWatch()
     ending = true;
     watcher.join();
     std::signal(stackSignal, SIG_IGN);
-    for (const int file : {statistics, serverStatistics, pressure}) {
+    for (const int file : {statistics, faults, serverStatistics, pressure}) {
         if (file >= 0)
             close(file);
     }
@@ -178,6 +193,7 @@ void GuiGapWatch::keepGap(qint64 begin, qint64 end)
     gap.waitingMs = gap.lengthMs - gap.runnableMs - gap.runningMs;
     gap.serverRunnableMs = std::min(double(after.serverRunnable - before.serverRunnable) / 1e6, gap.waitingMs);
     gap.shortageMs = std::min(double(after.shortage - before.shortage) / 1e6, gap.lengthMs);
+    gap.pageReads = after.pageReads - before.pageReads;
     Stack taken;
     {
         const std::lock_guard<std::mutex> lock(mutex);
@@ -243,6 +259,7 @@ GuiGapWatch::Times GuiGapWatch::readTimes() const
     std::tie(times.running, times.runnable) = readStatistics(statistics);
     times.serverRunnable = readStatistics(serverStatistics).second;
     times.shortage = readPressure(pressure);
+    times.pageReads = readFaults(faults);
     times.at = now();
     return times;
 }

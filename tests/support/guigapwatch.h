@@ -32,6 +32,7 @@ public:
         double waitingMs = 0;  ///< the rest: in a call that waited for something
         double serverRunnableMs = 0; ///< of it the X server waited for a processor
         double shortageMs = 0; ///< of the whole gap any thread or program of the computer waited for one
+        qint64 pageReads = 0;  ///< parts of programs and files in memory that had to be read from the disk for it
         QString during;        ///< what Doing said, empty for nothing
         QStringList stack;     ///< innermost function first; empty when the watch itself got no processor
 
@@ -82,6 +83,7 @@ private:
         qint64 runnable = 0;
         qint64 serverRunnable = 0;
         qint64 shortage = 0;
+        qint64 pageReads = 0;
     };
 
     struct Stack
@@ -104,6 +106,7 @@ private:
     const qint64 limit; // nanoseconds
     const pthread_t guiThread;
     int statistics = -1; // file of the GUI thread
+    int faults = -1; // file of the GUI thread
     int pressure = -1; // file of the computer
     int serverStatistics = -1; // of the X server, where it is a process of this computer
     QTimer timer;

@@ -454,6 +454,8 @@ def cause(gap):
         return "no processor was free"
     if gap["ms"] - gap["runnable"] - gap["server_runnable"] < 50:
         return "no processor was free for the X server"
+    if gap["page_reads"]:
+        return "a page of a program or file was read from the disk: " + called(gap)
     if gap["ms"] - gap["shortage"] < 50:
         return "waited while all processors were busy: " + called(gap)
     return called(gap)

@@ -172,7 +172,7 @@ void SoakRun::interruptServer()
         journal.write("act", {{"what", "sound server restart"}});
         sound.kill();
         pass(500 + random.bounded(1500));
-        sound.start();
+        startSound();
         break;
     case 1:
         noteServer(index, false, "frozen");
@@ -188,6 +188,12 @@ void SoakRun::interruptServer()
         server.start();
         noteServer(index, true, "killed");
     }
+}
+
+void SoakRun::startSound()
+{
+    const GuiGapWatch::Doing doing("start the sound server");
+    sound.start();
 }
 
 void SoakRun::noteServer(std::size_t server, bool isUp, const char* why)
@@ -229,6 +235,7 @@ void SoakRun::noteGaps()
                               {"waiting", gap.waitingMs},
                               {"server_runnable", gap.serverRunnableMs},
                               {"shortage", gap.shortageMs},
+                              {"page_reads", gap.pageReads},
                               {"during", gap.during},
                               {"stack", QJsonArray::fromStringList(gap.stack)}});
 }

@@ -46,6 +46,7 @@ private:
     void actUntil(qint64 endMs);
     void actOnStream();
     void interruptServer();
+    void startSound();
     void noteServer(std::size_t server, bool isUp, const char* why);
     void writeStatus();
     void noteGaps();
