@@ -48,7 +48,7 @@ endfunction()
 function(vantor_test_environment name)
     cmake_parse_arguments(ARG "NO_DISPLAY;STANDALONE" "" "" ${ARGN})
     # Strict string checks refuse a bounded copy inside libxkbcommon-x11 that is right, before a window can be shown.
-    set(asan_options "detect_leaks=$<NOT:$<BOOL:${ARG_STANDALONE}>>")
+    set(asan_options "detect_leaks=$<NOT:$<BOOL:${ARG_STANDALONE}>>:allocator_may_return_null=1")
     if(ARG_NO_DISPLAY)
         string(APPEND asan_options ":strict_string_checks=1")
     endif()

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <new>
 
 namespace {
 
@@ -38,14 +39,34 @@ void keepForTheUser(const QSettings& settings)
     QFile::setPermissions(settings.fileName(), QFile::ReadOwner | QFile::WriteOwner);
 }
 
+enum class Condition
+{
+    Whole,
+    Damaged,   // what can be read of it is known
+    Unreadable // every look at it would fail
+};
+
+/// Reads the file. In place of a value a damaged one can have a list of as many things as no memory holds.
+Condition conditionOf(const QSettings& settings)
+{
+    try {
+        settings.allKeys();
+        return settings.status() == QSettings::NoError ? Condition::Whole : Condition::Damaged;
+    } catch (const std::bad_alloc&) {
+        return Condition::Unreadable;
+    }
+}
+
 QStringList keepDamaged(QSettings& settings)
 {
-    settings.allKeys(); // reads the file
-    if (settings.status() == QSettings::NoError)
+    const Condition condition = conditionOf(settings);
+    if (condition == Condition::Whole)
         return {};
     const QString copy = settings.fileName() + ".damaged";
     QFile::remove(copy);
-    const bool isKept = QFile::copy(settings.fileName(), copy);
+    const bool isKept = condition == Condition::Damaged ? QFile::copy(settings.fileName(), copy)
+                                                        : QFile::rename(settings.fileName(), copy);
+    settings.sync(); // notices that there is no file any more
     const QString complaint = KeptSettings::tr("The settings in %1 cannot be read.").arg(settings.fileName());
     return {isKept ? complaint + ' ' + KeptSettings::tr("They are kept as %1.").arg(copy) : complaint};
 }

@@ -1,6 +1,7 @@
 #include "mediaproc/mp4file.h"
 
 #include "core_ffmpeg/ffmpegcompat.h"
+#include "core_ffmpeg/h265parameters.h"
 #include "mediaproc/codecinput.h"
 
 #include <algorithm>
@@ -108,6 +109,8 @@ bool Mp4File::writeVideo(const uint8_t* data, uint32_t length, uint64_t timestam
         return false;
     if (!isStarted && !isKeyFrame)
         return true;
+    if (!isStarted && videoStream->codecpar->codec_id == AV_CODEC_ID_HEVC && !H265Parameters::areReadable(data, length))
+        return false;
     const auto time = static_cast<int64_t>(timestamp);
     if (!isStarted)
         startTime = time;

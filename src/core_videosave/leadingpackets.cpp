@@ -1,9 +1,15 @@
 #include "core_videosave/leadingpackets.h"
 
+#include "core_ffmpeg/h265parameters.h"
+
+#include <QLoggingCategory>
+
 #include <cstring>
 #include <utility>
 
 namespace {
+Q_LOGGING_CATEGORY(lcMp4, "vantor.save.mp4")
+
 /// A stream without key frames can't be played anyway; some minutes of it are enough to hold.
 constexpr size_t mostHeld = 5000;
 
@@ -54,6 +60,11 @@ void LeadingPackets::begin(AVCodecID codecId, bool known)
 std::vector<AvPacketPtr> LeadingPackets::pass(AvPacketPtr packet)
 {
     std::vector<AvPacketPtr> ready;
+    if (isHolding && codec == AV_CODEC_ID_HEVC
+        && !H265Parameters::areReadable(packet->data, static_cast<size_t>(packet->size))) {
+        qCWarning(lcMp4, "a picture with broken H.265 parameter sets was left out at the beginning of a file");
+        return ready;
+    }
     const bool isKey = (packet->flags & AV_PKT_FLAG_KEY) != 0;
     if (isHolding && !isKey && held.size() < mostHeld) {
         held.push_back(std::move(packet));

@@ -5,6 +5,7 @@
 #include "core_ffmpeg/ffmpegcompat.h"
 #include "core_ffmpeg/ffmpeghelper.h"
 #include "core_ffmpeg/ffmpegptr.h"
+#include "core_ffmpeg/h265parameters.h"
 #include "core_videosave/adts.h"
 #include "core_videosave/alaw.h"
 #include "core_videosave/countingsemaphore.h"
@@ -110,6 +111,17 @@ Content contentOf(const AVPacket* packet, AVCodecID codec)
 bool isAnnexB(const AVCodecParameters* parameters)
 {
     return parameters->extradata_size == 0 || parameters->extradata[0] != 1;
+}
+
+/// Empty for broken H.265 parameter sets between start codes: the pictures may have better ones.
+QByteArray usableExtradata(AVCodecID codec, const QByteArray& bytes)
+{
+    const bool isAnnexB = !bytes.isEmpty() && bytes.at(0) != 1;
+    if (codec != AV_CODEC_ID_HEVC || !isAnnexB
+        || H265Parameters::areReadable(reinterpret_cast<const uint8_t*>(bytes.constData()), size_t(bytes.size())))
+        return bytes;
+    qCWarning(lcMp4, "the source's H.265 parameter sets are broken; those in its pictures are waited for");
+    return {};
 }
 
 bool setExtradataOf(AVCodecParameters* parameters, const QByteArray& bytes)
@@ -387,8 +399,10 @@ bool SaveMp4FFmpeg::addVideoStream()
     stream->codecpar->width = videoPara.width;
     stream->codecpar->height = videoPara.height;
     writer->videoIndex = stream->index;
-    writer->leading.begin(stream->codecpar->codec_id, !videoExtradata.isEmpty());
-    return setExtradataOf(stream->codecpar, videoExtradata);
+    if (!setExtradataOf(stream->codecpar, usableExtradata(stream->codecpar->codec_id, videoExtradata)))
+        return false;
+    writer->leading.begin(stream->codecpar->codec_id, stream->codecpar->extradata_size > 0);
+    return true;
 }
 
 bool SaveMp4FFmpeg::addAudioStream()

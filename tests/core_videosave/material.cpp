@@ -87,6 +87,14 @@ QByteArray Material::withoutParameterSets(const QByteArray& annexB) { return sel
 
 QByteArray Material::parameterSets(const QByteArray& annexB) { return select(annexB, true); }
 
+QByteArray Material::withCutSequenceSet(QByteArray annexB, int bytes)
+{
+    const QByteArray startCode("\0\0\1", 3);
+    const int set = annexB.indexOf(startCode + "\x42\x01") + startCode.size();
+    const int next = annexB.indexOf(startCode, set);
+    return annexB.remove(set + bytes, next - set - bytes);
+}
+
 QByteArray Material::tone(const QString& format, int sampleRate, int milliseconds, int hertz)
 {
     const QString source

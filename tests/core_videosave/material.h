@@ -47,6 +47,9 @@ QByteArray withoutParameterSets(const QByteArray& annexB);
 /// The parameter sets alone (H.264).
 QByteArray parameterSets(const QByteArray& annexB);
 
+/// The units of H.265, of whose sequence parameter set the first @p bytes alone are left.
+QByteArray withCutSequenceSet(QByteArray annexB, int bytes);
+
 /// A tone in 16-bit samples, A-law or µ-law ("s16le", "alaw", "mulaw"), mono.
 QByteArray tone(const QString& format, int sampleRate, int milliseconds, int hertz);
 

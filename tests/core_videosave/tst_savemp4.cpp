@@ -1,5 +1,6 @@
 #include "core_videosave/savemp4.h"
 
+#include "material.h"
 #include "support/clips.h"
 #include "support/deviceframe.h"
 #include "support/messageguard.h"
@@ -10,6 +11,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 
@@ -362,6 +364,26 @@ private Q_SLOTS:
         expect(QtWarningMsg, "write video to mp4 file failed: ret = -1");
         guard->allow(lossOf(1, 0, "the file could not be written"));
         record(saver, {frameOf(0, 160)});
+    }
+
+    void recording_waitsForPictures_whoseParameterSetsAreWhole()
+    {
+        DeviceFrames pictures = DeviceStream::h265();
+        const auto isKey = [](const DeviceFrame& frame) { return frame.type == 0; };
+        const auto second = std::find_if(pictures.cbegin() + 1, pictures.cend(), isKey);
+        const auto whole = int(pictures.cend() - second);
+        QVERIFY(whole > 0);
+        pictures.first().payload = Material::withCutSequenceSet(pictures.first().payload, 20);
+        UnthreadedSaver saver;
+        saver.setPara(videoPara(2), noSound(), waitMs);
+        QVERIFY(saver.begin(path("movie.mp4")));
+        expect(QtWarningMsg, "write video to mp4 file failed: ret = -1");
+        guard->allow(lossOf(1, 0, "the file could not be written"));
+        record(saver, pictures);
+        saver.close();
+        const MovieFile movie(path("movie.mp4"));
+        QCOMPARE(movie.pictureCount(), whole);
+        QVERIFY(movie.decodes());
     }
 
     void save_saysSo_whenTheHeadIsNotAHead()

@@ -19,6 +19,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 
@@ -127,6 +128,8 @@ private Q_SLOTS:
     void writeData_leavesOutADelimiterAlone();
     void writeData_leavesOutPictures_thatArePointless_data();
     void writeData_leavesOutPictures_thatArePointless();
+    void writeData_waitsForPictures_whoseParameterSetsAreWhole();
+    void setExtradata_isNotUsed_whenItIsBroken();
     void fullDisk_endsTheRecording_data();
     void fullDisk_endsTheRecording();
     void queueFull_dropsPackets_whenTheProducerIsTooFast();
@@ -396,6 +399,48 @@ void tst_SaveMp4FFmpegFaults::writeData_leavesOutPictures_thatArePointless()
     saver.close();
     QCOMPARE(guard->count(QtWarningMsg, message), 1);
     QCOMPARE(ProbedFile(path()).decodedPictures(), 50);
+}
+
+/// FFmpeg's muxer counts for hours in some of these.
+void tst_SaveMp4FFmpegFaults::writeData_waitsForPictures_whoseParameterSetsAreWhole()
+{
+    guard->allow("^a picture with broken H.265 parameter sets was left out at the beginning of a file$");
+    const Material::Packets source = Material::read(Clips::deviceH265(), 60);
+    const auto isKey = [](const AvPacketPtr& packet) { return (packet->flags & AV_PKT_FLAG_KEY) != 0; };
+    const auto second = std::find_if(source.packets.begin() + 1, source.packets.end(), isKey);
+    QVERIFY(second != source.packets.end());
+    const auto whole = int(source.packets.end() - second);
+    constexpr int smallestSet = 32;
+    for (int bytes = 2; bytes < smallestSet; ++bytes) {
+        UnthreadedSaver saver;
+        saver.setPara(Material::video(2), Material::noSound(), waitMs);
+        QVERIFY(saver.begin(path()));
+        Material::Frame broken(0, 0, Material::withCutSequenceSet(Material::bytesOf(source.packets.front().get()), bytes));
+        saver.writeData(broken.header());
+        for (size_t n = 1; n < source.packets.size(); ++n)
+            saver.writeData(Material::frameOf(source.packets[n].get(), n * frameMs, int(n)).header());
+        saver.close();
+        QCOMPARE(ProbedFile(path()).decodedPictures(), whole);
+        QVERIFY(QFile::remove(path()));
+    }
+    QCOMPARE(guard->count(QtWarningMsg, "a picture with broken H.265 parameter sets was left out at the beginning of a file"),
+             smallestSet - 2);
+}
+
+void tst_SaveMp4FFmpegFaults::setExtradata_isNotUsed_whenItIsBroken()
+{
+    const QString message = "the source's H.265 parameter sets are broken; those in its pictures are waited for";
+    guard->allow('^' + message + '$');
+    const Material::Packets source = Material::read(Clips::deviceH265(), 60);
+    UnthreadedSaver saver;
+    saver.setPara(Material::video(2), Material::noSound(), waitMs);
+    saver.setExtradata(Material::withCutSequenceSet(Material::bytesOf(source.packets.front().get()), 20));
+    QVERIFY(saver.begin(path()));
+    for (size_t n = 0; n < source.packets.size(); ++n)
+        saver.writeData(Material::frameOf(source.packets[n].get(), n * frameMs, int(n)).header());
+    saver.close();
+    QCOMPARE(guard->count(QtWarningMsg, message), 1);
+    QCOMPARE(ProbedFile(path()).decodedPictures(), int(source.packets.size()));
 }
 
 void tst_SaveMp4FFmpegFaults::fullDisk_endsTheRecording_data()

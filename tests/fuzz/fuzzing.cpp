@@ -8,7 +8,15 @@
 #include <cstdio>
 #include <cstdlib>
 
+extern "C" {
+#include <libavutil/mem.h>
+}
+
 namespace {
+/// FFmpeg's reader of MP4 makes as many entries as the head of a fragment claims, two gigabytes of them at most. That is
+/// known, and would end every search for something else.
+constexpr std::size_t mostBytesAtOnce = 512U << 20U;
+
 /// What the library says about damaged input is no finding, and writing it would take most of the time.
 void sayNothing(QtMsgType type, const QMessageLogContext&, const QString& text)
 {
@@ -81,6 +89,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***)
     qputenv("QT_QPA_PLATFORM", "offscreen");
     if (!qEnvironmentVariableIsSet("FUZZ_MESSAGES"))
         qInstallMessageHandler(sayNothing);
+    av_max_alloc(mostBytesAtOnce);
     // Never destroyed: at the end of the process the library's own globals may be gone already.
     static const auto* application = new QApplication(count, arguments);
     Q_UNUSED(application)

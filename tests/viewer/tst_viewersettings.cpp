@@ -167,9 +167,17 @@ private Q_SLOTS:
         QVERIFY(options.sources.isEmpty());
     }
 
+    void read_keepsADamagedFile_andSaysSo_data()
+    {
+        QTest::addColumn<QByteArray>("noise");
+        QTest::newRow("no settings") << QByteArray("[settings\nthis is \x01\xff no settings file\n]]]]\n=\n");
+        QTest::newRow("a list of two milliards")
+            << QByteArray("[shown]\ncells=@Variant(\\0\\0\\0\\t\\x7f\\xff\\xff\\xff)\n[settings]\ntransport=udp\n");
+    }
+
     void read_keepsADamagedFile_andSaysSo()
     {
-        const QByteArray noise("[settings\nthis is \x01\xff no settings file\n]]]]\n=\n");
+        QFETCH(QByteArray, noise);
         write(noise);
         const ViewerOptions options = KeptSettings::read();
         QCOMPARE(options.transport, QString("tcp"));
@@ -178,6 +186,8 @@ private Q_SLOTS:
         QVERIFY(options.complaints.first().contains(copy.fileName()));
         QVERIFY(copy.open(QIODevice::ReadOnly));
         QCOMPARE(copy.readAll(), noise);
+        KeptSettings::saveSettings(options); // what is written then is whole
+        QVERIFY(KeptSettings::read().complaints.isEmpty());
     }
 
     void read_complains_ofADeviceFileThatIsGone()
