@@ -1,4 +1,4 @@
-// Tells ThreadSanitizer what it can't see: Qt is not built with it, so the order that Qt's mutexes, queued calls and
+// Tells ThreadSanitizer what it can't see: Qt is not built with it, so the order that Qt's locks, queued calls and
 // thread joins establish between two threads is invisible, and everything handed over through them looks like a race.
 //
 // The functions below stand in front of Qt's own of the same name for every caller outside Qt, mark that order, and
@@ -10,6 +10,7 @@
 #include <QDeadlineTimer>
 #include <QEvent>
 #include <QMutex>
+#include <QReadWriteLock>
 #include <QThread>
 #include <QWidget>
 
@@ -115,6 +116,27 @@ void QMutex::lock() QT_MUTEX_LOCK_NOEXCEPT
 void QMutex::unlock() noexcept
 {
     static const auto real = next<void (*)(QMutex*)>("_ZN6QMutex6unlockEv");
+    __tsan_release(this);
+    real(this);
+}
+
+void QReadWriteLock::lockForRead()
+{
+    static const auto real = next<void (*)(QReadWriteLock*)>("_ZN14QReadWriteLock11lockForReadEv");
+    real(this);
+    __tsan_acquire(this);
+}
+
+void QReadWriteLock::lockForWrite()
+{
+    static const auto real = next<void (*)(QReadWriteLock*)>("_ZN14QReadWriteLock12lockForWriteEv");
+    real(this);
+    __tsan_acquire(this);
+}
+
+void QReadWriteLock::unlock()
+{
+    static const auto real = next<void (*)(QReadWriteLock*)>("_ZN14QReadWriteLock6unlockEv");
     __tsan_release(this);
     real(this);
 }
