@@ -29,8 +29,10 @@ bool canDecode(const Bytes& sets)
 {
     const AVCodec* decoder = avcodec_find_decoder(AV_CODEC_ID_HEVC);
     const CodecContextPtr context(avcodec_alloc_context3(decoder));
+    if (!decoder || !context)
+        return false;
     auto* copy = static_cast<uint8_t*>(av_mallocz(sets.size() + AV_INPUT_BUFFER_PADDING_SIZE));
-    if (!decoder || !context || !copy)
+    if (!copy)
         return false;
     std::copy(sets.begin(), sets.end(), copy);
     context->extradata = copy; // freed with the context

@@ -10,8 +10,8 @@
 /// file before it was cut off from is not lost. But the muxer looks for the parameter sets in the first picture it is
 /// given, and without them no player would open the file. So they are put in front of that one as soon as they are
 /// known. In H.265 they are left out: its decoders don't skip them, as those of H.264 do, but show them broken. So
-/// is a picture whose own H.265 parameter sets are broken, as the muxer can't be trusted with them. Used by one thread at
-/// a time.
+/// are pictures whose H.265 parameter sets are broken: the muxer may count in them for hours. Used by one thread at a
+/// time.
 class LeadingPackets
 {
 public:
