@@ -55,7 +55,7 @@ function(vantor_test_environment name)
     # No test is heard on the machine's own loudspeakers: a test with sound starts a server of its own.
     set(environment
         "PULSE_SERVER=unix:${CMAKE_BINARY_DIR}/tests/no-sound-server"
-        "TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/tsan.supp:ignore_noninstrumented_modules=1:halt_on_error=1:second_deadlock_stack=1"
+        "TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/tsan.supp:ignore_noninstrumented_modules=1:halt_on_error=1:second_deadlock_stack=1:allocator_may_return_null=1"
         "ASAN_OPTIONS=${asan_options}"
         "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0"
         "UBSAN_OPTIONS=print_stacktrace=1")

@@ -59,5 +59,7 @@ void MessageLog::add(Line line)
 QVector<MessageLog::Line> MessageLog::lines() const
 {
     const QMutexLocker lock(&mutex);
-    return kept;
+    QVector<Line> copy = kept;
+    copy.detach(); // not shared with the thread that adds the next line
+    return copy;
 }
