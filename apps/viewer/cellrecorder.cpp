@@ -97,7 +97,7 @@ void CellRecorder::opened(const QString& file)
 void CellRecorder::finished(const QString& file)
 {
     takeOpen(file);
-    if (!isAfterFailure(file))
+    if (!isAfterFailure(file) && QFileInfo::exists(file)) // one that has got nothing is gone
         Q_EMIT message(tr("Recorded: %1").arg(native(file)));
 }
 

@@ -9,7 +9,12 @@
 
 namespace {
 constexpr int patience = 3000; // milliseconds
-constexpr int timeToRest = 150; // milliseconds until a thread that pauses has no picture on its way any more
+constexpr int timeToRest = 150; // milliseconds until a thread that pauses seldom has a picture on its way any more
+constexpr int patienceWithStep = 2000; // milliseconds
+
+// Of recorded time, in milliseconds.
+constexpr qint64 betweenPositions = 1600; // and some pictures more
+constexpr qint64 longestGroup = 10000; // a jump may lead to the key frame before
 } // namespace
 
 RecordingPlayer::RecordingPlayer(PlaybackDisplay* shown, QObject* parent)
@@ -22,8 +27,13 @@ RecordingPlayer::RecordingPlayer(PlaybackDisplay* shown, QObject* parent)
     connect(&stepTimer, &QTimer::timeout, this, [this] {
         isStepWanted = false;
         isStepping = true;
+        if (isStepFar)
+            stepLimit.start();
         display->resume();
     });
+    stepLimit.setSingleShot(true);
+    stepLimit.setInterval(patienceWithStep);
+    connect(&stepLimit, &QTimer::timeout, this, &RecordingPlayer::completeStep);
     connect(display, &PlaybackDisplay::sig_receivePlayStart, this, &RecordingPlayer::started);
     connect(display, &PlaybackDisplay::sig_receivePlayFinsh, this, &RecordingPlayer::finished);
     connect(display, &PlaybackDisplay::sig_connExceedMax, this, [this] { isRefused = true; });
@@ -40,6 +50,7 @@ void RecordingPlayer::play(const RecordingPlace& place, qint64 time)
     stop();
     firstTime = WallTime::startOf(WallTime::dateOf(time));
     shownTime = time;
+    toldTime = time;
     hasPicture = false;
     isRefused = false;
     VodStartPara para;
@@ -65,16 +76,31 @@ void RecordingPlayer::seek(qint64 time)
 {
     shownTime = time;
     display->seekFile(WallTime::moment(time));
-    if (currentState == PlaybackState::Paused)
-        showOnePicture();
+    if (currentState != PlaybackState::Paused)
+        return;
+    isStepFar = isFar(time);
+    showOnePicture();
 }
 
-// The picture is the first one that comes after the thread has been at rest. The display passes a jump on by a queued
-// call, so the device knows of it by the time that a call behind that is served.
+/// Whether the picture there comes with a position, and none of where the playback is now could be taken for it.
+bool RecordingPlayer::isFar(qint64 time) const
+{
+    return time < toldTime - betweenPositions || time > toldTime + betweenPositions + longestGroup;
+}
+
+bool RecordingPlayer::isBeforeJump(qint64 time) const
+{
+    return time >= toldTime && time <= toldTime + betweenPositions;
+}
+
+// The picture is the first one that comes after the thread has been at rest. On a busy computer that may still be an
+// old one, so far jumps go by the position. The display passes a jump on by a queued call, so the device knows of it by
+// the time that a call behind that is served.
 void RecordingPlayer::showOnePicture()
 {
     if (std::exchange(isStepping, false))
         rest();
+    stepLimit.stop();
     isStepWanted = true;
     QMetaObject::invokeMethod(
         this,
@@ -91,9 +117,17 @@ void RecordingPlayer::rest()
     sinceRest.start();
 }
 
+void RecordingPlayer::completeStep()
+{
+    endStep();
+    rest();
+}
+
 void RecordingPlayer::endStep()
 {
     stepTimer.stop();
+    stepLimit.stop();
+    isStepFar = false;
     isStepWanted = false;
     isStepping = false;
 }
@@ -176,10 +210,8 @@ void RecordingPlayer::finished()
 void RecordingPlayer::followPicture()
 {
     hasPicture = true;
-    if (!isStepping)
-        return;
-    isStepping = false;
-    rest();
+    if (isStepping && !isStepFar)
+        completeStep();
 }
 
 // A playback that was ended may still have something to tell.
@@ -187,6 +219,12 @@ void RecordingPlayer::followPosition(qint64 time)
 {
     if (!isOpen())
         return;
+    const bool isOld = isStepFar && isBeforeJump(time);
+    toldTime = time;
+    if (isOld)
+        return;
+    if (isStepping && isStepFar)
+        completeStep();
     shownTime = time;
     Q_EMIT positionChanged(time);
 }

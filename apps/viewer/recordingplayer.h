@@ -61,7 +61,10 @@ private:
     void finished();
     void followPicture();
     void followPosition(qint64 time);
+    bool isFar(qint64 time) const;
+    bool isBeforeJump(qint64 time) const;
     void showOnePicture();
+    void completeStep();
     void endStep();
     void rest();
     void endSnapshot(const QString& file); ///< an empty name when nothing was written
@@ -73,11 +76,14 @@ private:
     bool isRefused = false;
     bool isStepping = false; ///< a pause that waits for one picture
     bool isStepWanted = false; ///< and has not begun
+    bool isStepFar = false; ///< its picture is known by the position that comes with it
     QTimer stepTimer; ///< runs until it begins
+    QTimer stepLimit; ///< runs while a position is waited for
     QElapsedTimer sinceRest; ///< since the display was told to pause
     int wantedSpeed = 1;
     qint64 firstTime = 0; ///< that can be reached
     qint64 shownTime = 0;
+    qint64 toldTime = 0; ///< by the last position
     QString snapshotFolder;
     QTimer snapshotTimer; ///< runs while a snapshot is waited for
 };

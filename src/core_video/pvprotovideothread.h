@@ -149,6 +149,7 @@ private:
     void startFile(RecordType type);
     void countLost(RecordType type, bool isAudio);
     void stopFile(RecordType type);
+    void removeEmptyFile(RecordType type);
 
     unsigned stopsSeen = 0;       // value of stopCount when run() began
     bool planesDelivered = false; // somebody may still look at the planes that were delivered last

@@ -4,6 +4,7 @@
 #include "core_videosave/h264head.h"
 #include "core_videosave/savemp4ffmpeg.h"
 
+#include <QFile>
 #include <QLoggingCategory>
 
 namespace {
@@ -132,8 +133,19 @@ void PvProtoVideoThread::stopFile(RecordType type)
     else
         savers[type]->wait(); // what was lost goes on being counted
     recordTimers[type].invalidate();
-    renameMP4File(type);
+    if (isComplete && savers[type]->isEmpty())
+        removeEmptyFile(type);
+    else
+        renameMP4File(type);
     Q_EMIT recorderStateChanged(isComplete ? RecorderIdle : RecorderFailed, getFileName(type));
+}
+
+/// A recording that sound has opened, and that was switched off before there was enough of it to be written.
+void PvProtoVideoThread::removeEmptyFile(RecordType type)
+{
+    const QString name = getFileName(type);
+    if (QFile::remove(name))
+        qCInfo(lcRecord).noquote() << QString("%1 had got nothing yet and was removed").arg(name);
 }
 
 bool PvProtoVideoThread::isCodecChanged(bool withAudio)

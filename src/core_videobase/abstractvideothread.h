@@ -207,7 +207,8 @@ Q_SIGNALS:
     /// A snapshot was written and a preview was asked for. Emitted on the GUI thread.
     void snapImage(const QImage& image, const QString& snapName);
     void receiveSizeChanged();
-    /// A recording file was opened or closed.
+    /// A recording file was opened or closed. One that has got nothing until it was closed, as the recording was
+    /// switched off again at once, is gone.
     void recorderStateChanged(const RecorderState& state, const QString& file);
     void receiveCodecChanged();
     /// An I420 picture; line sizes in bytes.

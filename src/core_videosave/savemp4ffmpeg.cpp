@@ -168,6 +168,7 @@ struct SaveMp4FFmpeg::Writer
     int framesInFragment = 0; // of sound alone
     bool isFileGone = false;
     std::atomic<bool> hasFileError{false};
+    std::atomic<bool> isEmpty{true};
     RecordingLoss loss;
 
     size_t queued()
@@ -224,6 +225,8 @@ bool SaveMp4FFmpeg::hasAudio() const { return writer->audioIndex >= 0; }
 bool SaveMp4FFmpeg::isQueueFull() const { return writer->queued() >= longestQueue; }
 
 bool SaveMp4FFmpeg::hasFileError() const { return writer->hasFileError; }
+
+bool SaveMp4FFmpeg::isEmpty() const { return writer->isEmpty; }
 
 void SaveMp4FFmpeg::setPara(XVideoEncPara vcodecPar, XAudioEncPara acodecPar, int timeout)
 {
@@ -302,6 +305,7 @@ int SaveMp4FFmpeg::createMp4(const char* name)
     writer->heldPicture.reset();
     writer->framesInFragment = 0;
     writer->hasFileError = false;
+    writer->isEmpty = true;
     writer->isFileGone = false;
 
     if (!writer->format.allocate(nullptr, name)) {
@@ -585,6 +589,7 @@ bool SaveMp4FFmpeg::writeQueued(const char* videoError, const char* audioError)
     if (!packet)
         return false;
     if (packet->stream_index == writer->videoIndex) {
+        writer->isEmpty = false;
         for (const AvPacketPtr& picture : writer->leading.pass(std::move(packet)))
             writeVideo(picture.get(), videoError);
     } else if (packet->stream_index == writer->audioIndex) {
@@ -686,6 +691,7 @@ void SaveMp4FFmpeg::writeFiltered(AVPacket* packet, const char* pattern)
         av_opt_set(writer->format.get(), "movflags", "+frag_discont", AV_OPT_SEARCH_CHILDREN);
     const int result = av_write_frame(writer->format.get(), packet);
     writer->hasWrittenAudio = true;
+    writer->isEmpty = false;
     if (result < 0)
         report(pattern, result, packet);
     writer->loss.hand(false);

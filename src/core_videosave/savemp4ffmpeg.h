@@ -53,6 +53,10 @@ public:
     /// Whether the file that was opened last could not be written to its end; final once the recording has ended.
     bool hasFileError() const;
 
+    /// Whether neither a picture nor as much sound as the encoder needs for a frame came to the file that was opened
+    /// last; final once the recording has ended. Such a file has a head and nothing to play.
+    bool isEmpty() const;
+
     /// Counts a picture, else a packet of sound, that the producer has while no file is open after one has failed, for
     /// the warning about what was lost. Nothing when none has failed.
     void loseWithoutFile(bool video);

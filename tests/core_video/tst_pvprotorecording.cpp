@@ -3,6 +3,7 @@
 #include "support/messageguard.h"
 #include "support/moviefile.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
@@ -217,6 +218,35 @@ private Q_SLOTS:
         verifyHas("1-1-done.mp4", range(0, 26));
         QCOMPARE(MovieFile(path("0-1-done.mp4")).audioStreams(), 1);
         QCOMPARE(MovieFile(path("1-1-done.mp4")).audioStreams(), 0);
+    }
+
+    void recordStop_leavesNoFile_whenTheNextOneHasOnlyABeginningOfSound()
+    {
+        guard->allow("^.* had got nothing yet and was removed$");
+        probe->setSaveInterval(Thread::MANUAL_RECORD, 60);
+        probe->recordStart(Thread::MANUAL_RECORD);
+        probe->script.add(withSound(0, 25));
+        advance(61 * second);
+        probe->script.add(soundOnly(25, 1));
+        record(Thread::MANUAL_RECORD, false);
+        probe->script.add(soundOnly(26, 1));
+        QVERIFY(probe->playScript());
+        verifyHas("0-1-done.mp4", range(0, 25));
+        QCOMPARE(QDir(folder->path()).entryList(QDir::Files), QStringList("0-1-done.mp4"));
+        QCOMPARE(recorderLines(), QStringList({"name 0", "state 1 0-1.mp4", "rename 0", "state 0 0-1-done.mp4",
+                                               "name 0", "state 1 0-2.mp4", "state 0 0-2.mp4"}));
+    }
+
+    void recordStop_keepsAFileWithSoundAlone()
+    {
+        probe->setSaveInterval(Thread::MANUAL_RECORD, 60);
+        probe->recordStart(Thread::MANUAL_RECORD);
+        probe->script.add(withSound(0, 25));
+        advance(61 * second);
+        probe->script.add(soundOnly(25, 50));
+        QVERIFY(probe->playScript());
+        verifyHas("0-1-done.mp4", range(0, 25));
+        QVERIFY(MovieFile(path("0-2-done.mp4")).audioDuration() > 1);
     }
 
     void bothTypes_recordTheSame_eachIntoItsFile()
