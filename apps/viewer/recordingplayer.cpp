@@ -27,7 +27,7 @@ RecordingPlayer::RecordingPlayer(PlaybackDisplay* shown, QObject* parent)
     connect(&stepTimer, &QTimer::timeout, this, [this] {
         isStepWanted = false;
         isStepping = true;
-        if (isStepFar)
+        if (isStepFar && !stepLimit.isActive())
             stepLimit.start();
         display->resume();
     });
@@ -94,12 +94,13 @@ bool RecordingPlayer::isBeforeJump(qint64 time) const
 }
 
 // The picture is the first one that comes after the thread has been at rest. On a busy computer that may still be an
-// old one, so far jumps go by the position. The display passes a jump on by a queued call, so the device knows of it by
-// the time that a call behind that is served.
+// old one: a far jump goes on with another picture until a position that comes behind one is new. The display passes a
+// jump on by a queued call, so the device knows of it by the time that a call behind that is served.
 void RecordingPlayer::showOnePicture()
 {
     if (std::exchange(isStepping, false))
         rest();
+    stepTimer.stop();
     stepLimit.stop();
     isStepWanted = true;
     QMetaObject::invokeMethod(
@@ -210,8 +211,14 @@ void RecordingPlayer::finished()
 void RecordingPlayer::followPicture()
 {
     hasPicture = true;
-    if (isStepping && !isStepFar)
+    if (!isStepping)
+        return;
+    if (isStepFar) {
+        rest();
+        stepTimer.start(timeToRest);
+    } else {
         completeStep();
+    }
 }
 
 // A playback that was ended may still have something to tell.

@@ -77,7 +77,7 @@ private:
     bool isStepping = false; ///< a pause that waits for one picture
     bool isStepWanted = false; ///< and has not begun
     bool isStepFar = false; ///< its picture is known by the position that comes with it
-    QTimer stepTimer; ///< runs until it begins
+    QTimer stepTimer; ///< runs until it begins, and while a picture is looked at
     QTimer stepLimit; ///< runs while a position is waited for
     QElapsedTimer sinceRest; ///< since the display was told to pause
     int wantedSpeed = 1;

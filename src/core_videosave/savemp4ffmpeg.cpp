@@ -108,17 +108,14 @@ Content contentOf(const AVPacket* packet, AVCodecID codec)
 }
 
 /// Whether the muxer turns start codes into lengths.
-bool isAnnexB(const AVCodecParameters* parameters)
-{
-    return parameters->extradata_size == 0 || parameters->extradata[0] != 1;
-}
+bool isAnnexB(const uint8_t* extradata, int size) { return size == 0 || extradata[0] != 1; }
 
 /// Empty for broken H.265 parameter sets between start codes: the pictures may have better ones.
 QByteArray usableExtradata(AVCodecID codec, const QByteArray& bytes)
 {
-    const bool isAnnexB = !bytes.isEmpty() && bytes.at(0) != 1;
-    if (codec != AV_CODEC_ID_HEVC || !isAnnexB
-        || H265Parameters::areReadable(reinterpret_cast<const uint8_t*>(bytes.constData()), size_t(bytes.size())))
+    const auto* data = reinterpret_cast<const uint8_t*>(bytes.constData());
+    if (bytes.isEmpty() || codec != AV_CODEC_ID_HEVC || !isAnnexB(data, bytes.size())
+        || H265Parameters::areReadable(data, size_t(bytes.size())))
         return bytes;
     qCWarning(lcMp4, "the source's H.265 parameter sets are broken; those in its pictures are waited for");
     return {};
@@ -170,6 +167,9 @@ struct SaveMp4FFmpeg::Writer
     std::atomic<bool> hasFileError{false};
     std::atomic<bool> isEmpty{true};
     RecordingLoss loss;
+
+    /// The group before it is not on the disk until the next packet comes.
+    bool holdsKeyPicture() const { return heldPicture && (heldPicture->flags & AV_PKT_FLAG_KEY) != 0; }
 
     size_t queued()
     {
@@ -573,7 +573,7 @@ bool SaveMp4FFmpeg::enqueue(AVPacket* packet)
 
 void SaveMp4FFmpeg::save()
 {
-    const int rest = writer->videoIndex >= 0 ? longestRestMs : 0;
+    const int rest = writer->videoIndex >= 0 && !writer->holdsKeyPicture() ? longestRestMs : 0;
     const unsigned result = writer->saveSemaphore.wait(writer->readTimeout, rest);
     if (result == CountingSemaphore::TimedOut)
         qCInfo(lcMp4).noquote() << "WaitForSingleObject timeout";
@@ -603,7 +603,8 @@ bool SaveMp4FFmpeg::writeQueued(const char* videoError, const char* audioError)
 bool SaveMp4FFmpeg::isWorthWriting(const AVPacket* packet) const
 {
     const AVCodecParameters* parameters = writer->format.get()->streams[packet->stream_index]->codecpar;
-    const Content content = isAnnexB(parameters) ? contentOf(packet, parameters->codec_id) : Content::Picture;
+    const bool hasStartCodes = isAnnexB(parameters->extradata, parameters->extradata_size);
+    const Content content = hasStartCodes ? contentOf(packet, parameters->codec_id) : Content::Picture;
     if (content == Content::Nothing)
         qCWarning(lcMp4, "a picture of %d bytes without a NAL unit was left out", packet->size);
     else if (content == Content::DelimiterAlone)
