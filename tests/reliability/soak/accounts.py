@@ -289,9 +289,11 @@ class Accounts:
         return time.mktime(time.strptime(os.path.basename(stem), "%Y%m%dT%H%M%S")) * 1000 + 500
 
     def check_overlaps(self, name, pieces):
+        """No file begins before the last picture of the one before. How long that is shown is only known while the
+        source goes on: one that is started again at once sends its first picture sooner."""
         last_end, last_path = 0, ""
         for begin, end, path in sorted(pieces):
-            if begin < last_end - 1:
+            if begin <= last_end - self.picture_ms:
                 self.problem(f"{name}: {os.path.basename(path)} begins {last_end - begin:.0f} ms before "
                              f"{os.path.basename(last_path)} ends")
             if end > last_end:
