@@ -15,6 +15,9 @@ struct Unit
 
     int type() const { return data[0] & 0x1f; }
 
+    /// Its type where the units are those of H.265.
+    int h265Type() const { return data[0] >> 1 & 0x3f; }
+
     /// Whether it is a part of a picture.
     bool isSlice() const { return type() >= 1 && type() <= 5; }
 

@@ -16,8 +16,6 @@ constexpr int sequenceSet = 33;
 
 using Bytes = std::vector<uint8_t>;
 
-int typeOf(const AnnexB::Unit& unit) { return unit.data[0] >> 1 & 0x3f; }
-
 void append(Bytes& bytes, const AnnexB::Unit& unit)
 {
     bytes.insert(bytes.end(), {0, 0, 0, 1});
@@ -46,7 +44,7 @@ bool H265Parameters::areReadable(const uint8_t* units, size_t size)
 {
     Bytes videoSets;
     for (AnnexB::Reader reader(units, size); reader.next();) {
-        const int type = typeOf(reader.openUnit());
+        const int type = reader.openUnit().h265Type();
         if (type == videoSet) {
             append(videoSets, reader.unit());
         } else if (type == sequenceSet) {

@@ -88,11 +88,11 @@ uint8_t encoderInputOf(int codec)
 
 enum class Content { Nothing, DelimiterAlone, Picture };
 
-bool isDelimiter(AVCodecID codec, uint8_t head)
+bool isDelimiter(AVCodecID codec, const AnnexB::Unit& unit)
 {
     constexpr int h264Delimiter = 9;
     constexpr int h265Delimiter = 35;
-    return codec == AV_CODEC_ID_HEVC ? (head >> 1 & 0x3f) == h265Delimiter : (head & 0x1f) == h264Delimiter;
+    return codec == AV_CODEC_ID_HEVC ? unit.h265Type() == h265Delimiter : unit.type() == h264Delimiter;
 }
 
 /// What is behind the start codes.
@@ -100,7 +100,7 @@ Content contentOf(const AVPacket* packet, AVCodecID codec)
 {
     Content content = Content::Nothing;
     for (AnnexB::Reader reader(packet->data, size_t(packet->size)); reader.next();) {
-        if (!isDelimiter(codec, reader.openUnit().data[0]))
+        if (!isDelimiter(codec, reader.openUnit()))
             return Content::Picture;
         content = Content::DelimiterAlone;
     }
