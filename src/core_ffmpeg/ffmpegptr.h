@@ -10,10 +10,13 @@ extern "C" {
 #include <libavutil/buffer.h>
 #include <libavutil/dict.h>
 #include <libavutil/frame.h>
+#include <libavutil/mem.h>
 #include <libswresample/swresample.h>
 #include <libswscale/swscale.h>
 }
 
+#include <cstddef>
+#include <cstring>
 #include <memory>
 #include <utility>
 
@@ -55,6 +58,20 @@ using FormatInputPtr = std::unique_ptr<AVFormatContext, FreeByAddress<avformat_c
 
 inline AvFramePtr makeFrame() { return AvFramePtr(av_frame_alloc()); }
 inline AvPacketPtr makePacket() { return AvPacketPtr(av_packet_alloc()); }
+
+/// Gives a copy of the bytes to a codec context or to codec parameters that have no extra data yet, and that free it.
+/// False without memory.
+template <typename Owner>
+bool setExtradata(Owner* owner, const void* bytes, size_t size)
+{
+    auto* copy = static_cast<uint8_t*>(av_mallocz(size + AV_INPUT_BUFFER_PADDING_SIZE));
+    if (!copy)
+        return false;
+    std::memcpy(copy, bytes, size);
+    owner->extradata = copy;
+    owner->extradata_size = static_cast<int>(size);
+    return true;
+}
 
 /// Options for an open call, which takes out the entries that it understood.
 class AvDictionary

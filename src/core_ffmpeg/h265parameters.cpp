@@ -3,12 +3,7 @@
 #include "core_ffmpeg/annexb.h"
 #include "core_ffmpeg/ffmpegptr.h"
 
-#include <algorithm>
 #include <vector>
-
-extern "C" {
-#include <libavutil/mem.h>
-}
 
 namespace {
 constexpr int videoSet = 32;
@@ -27,14 +22,8 @@ bool canDecode(const Bytes& sets)
 {
     const AVCodec* decoder = avcodec_find_decoder(AV_CODEC_ID_HEVC);
     const CodecContextPtr context(avcodec_alloc_context3(decoder));
-    if (!decoder || !context)
+    if (!decoder || !context || !setExtradata(context.get(), sets.data(), sets.size()))
         return false;
-    auto* copy = static_cast<uint8_t*>(av_mallocz(sets.size() + AV_INPUT_BUFFER_PADDING_SIZE));
-    if (!copy)
-        return false;
-    std::copy(sets.begin(), sets.end(), copy);
-    context->extradata = copy; // freed with the context
-    context->extradata_size = static_cast<int>(sets.size());
     context->thread_count = 1;
     return avcodec_open2(context.get(), decoder, nullptr) >= 0 && context->coded_width > 0;
 }

@@ -123,15 +123,7 @@ QByteArray usableExtradata(AVCodecID codec, const QByteArray& bytes)
 
 bool setExtradataOf(AVCodecParameters* parameters, const QByteArray& bytes)
 {
-    if (bytes.isEmpty())
-        return true;
-    auto* copy = static_cast<uint8_t*>(av_mallocz(size_t(bytes.size()) + AV_INPUT_BUFFER_PADDING_SIZE));
-    if (!copy)
-        return false;
-    std::memcpy(copy, bytes.constData(), size_t(bytes.size()));
-    parameters->extradata = copy; // freed with the parameters
-    parameters->extradata_size = bytes.size();
-    return true;
+    return bytes.isEmpty() || setExtradata(parameters, bytes.constData(), size_t(bytes.size()));
 }
 } // namespace
 
