@@ -1,6 +1,6 @@
 // How old the picture on the screen is when it appears there. README.md in benchmarks/ says how that is seen.
 //
-//     bench_pictureage [--minutes N, 1] [--only TEXT]... [--together] [--no-stops]
+//     bench_pictureage [--minutes N, 1] [--rounds N, 1] [--only TEXT]... [--together] [--no-stops]
 //
 // Exit status 1 when libvantor is older than the best of the run or has skipped a picture, 2 when there was nothing to
 // measure.
@@ -9,6 +9,7 @@
 #include "livehost.h"
 #include "player.h"
 #include "stampedserver.h"
+#include "support/spread.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -24,16 +25,33 @@ constexpr int settleSeconds = 8;
 constexpr int minuteSeconds = 60;
 constexpr int pauseSeconds = 2;
 constexpr int recoverySeconds = 10;
+constexpr double never = 1e9;
+
+/// One minute of each round.
+struct Ages
+{
+    Spread median;
+    Spread late;
+
+    void add(const AgeFigures& figures)
+    {
+        if (figures.pictures == 0)
+            return;
+        median.add(figures.median);
+        late.add(figures.late);
+    }
+};
 
 struct System
 {
     Player player;
     QString version;
-    AgeFigures firstMinute{};
-    AgeFigures lastMinute{};
+    Ages firstMinute{};
+    Ages lastMinute{};
+    AgeFigures usual{}; // the first minute of the round under way
     AgeFigures all{};
-    double afterServerStop = -1; // seconds
-    double afterClientStop = -1;
+    Spread afterServerStop{}; // seconds
+    Spread afterClientStop{};
 };
 
 QVector<System> allSystems(const QStringList& only)
@@ -85,18 +103,19 @@ public:
         for (int minute = 0; minute < minutes; ++minute) {
             rest(minuteSeconds);
             for (int i = 0; i < systems.size(); ++i)
-                note(*systems.at(i), meters.at(size_t(i))->take(), minute);
+                note(*systems.at(i), meters.at(size_t(i))->take(), minute == 0, minute == minutes - 1);
         }
     }
 
     void standStill()
     {
-        const auto noteRecovery = [this](double System::*figure) {
+        const auto noteRecovery = [this](Spread System::*figure) {
             const qint64 end = ScreenWatch::nowUs();
             rest(recoverySeconds);
             for (int i = 0; i < systems.size(); ++i) {
                 System& system = *systems.at(i);
-                system.*figure = meters.at(size_t(i))->recovery(end, system.firstMinute);
+                const double seconds = meters.at(size_t(i))->recovery(end, system.usual);
+                (system.*figure).add(seconds < 0 ? never : seconds);
             }
         };
         ::kill(pid_t(server.processId()), SIGSTOP);
@@ -120,11 +139,14 @@ private:
         QThread::sleep(unsigned(seconds));
     }
 
-    static void note(System& system, const AgeFigures& figures, int minute)
+    static void note(System& system, const AgeFigures& figures, bool isFirst, bool isLast)
     {
-        if (minute == 0)
-            system.firstMinute = figures;
-        system.lastMinute = figures;
+        if (isFirst) {
+            system.firstMinute.add(figures);
+            system.usual = figures;
+        }
+        if (isLast)
+            system.lastMinute.add(figures);
         system.all.skipped += figures.skipped;
         system.all.pictures += figures.pictures;
     }
@@ -134,18 +156,27 @@ private:
     std::vector<std::unique_ptr<AgeMeter>> meters;
 };
 
-QString cell(const AgeFigures& figures)
+QString cell(const Ages& ages)
 {
-    if (figures.pictures == 0)
+    if (ages.median.count() == 0)
         return "no picture";
-    return QString::asprintf("%.1f / %.1f", figures.median, figures.late);
+    QString median = QString::asprintf("%.1f", ages.median.median());
+    if (ages.median.count() > 1)
+        median += QString::asprintf(" (%.1f to %.1f)", ages.median.lowest(), ages.median.highest());
+    return median + QString::asprintf(" / %.1f", ages.late.median());
 }
 
-QString cell(double seconds) { return seconds < 0 ? QString("-") : QString::asprintf("%.1f s", seconds); }
-
-void print(const QVector<System>& systems, int minutes)
+QString cell(const Spread& seconds)
 {
-    std::printf("Age of the picture on the screen in ms, median / 95th percentile of a minute\n\n");
+    const bool isEver = seconds.count() > 0 && seconds.highest() < never;
+    return isEver ? QString::asprintf("%.1f s", seconds.highest()) : QString("-");
+}
+
+void print(const QVector<System>& systems, int minutes, int rounds)
+{
+    std::printf("Age of the picture on the screen in ms, median / 95th percentile of a minute;\n"
+                "rounds: %d, of which the median (lowest to highest)\n\n",
+                rounds);
     std::printf("| system | first minute | minute %d | skipped of all | after a server's stop | after its own stop | "
                 "version |\n",
                 minutes);
@@ -169,8 +200,9 @@ int judge(const QVector<System>& systems)
     bool hasSkipped = false;
     for (const System& system : systems) {
         double& best = system.player.isHost ? ours : theirs;
-        if (system.firstMinute.pictures > 0 && (best < 0 || system.firstMinute.median < best))
-            best = system.firstMinute.median;
+        const Spread& medians = system.firstMinute.median;
+        if (medians.count() > 0 && (best < 0 || medians.median() < best))
+            best = medians.median();
         hasSkipped = hasSkipped || (system.player.isHost && system.all.skipped > 0);
     }
     if (ours < 0)
@@ -186,9 +218,14 @@ int main(int argc, char** argv)
 
     QCoreApplication application(argc, argv);
     QCommandLineParser parser;
-    parser.addOptions({{"minutes", "", "N", "1"}, {"only", "", "TEXT"}, {"together", ""}, {"no-stops", ""}});
+    parser.addOptions({{"minutes", "", "N", "1"},
+                       {"rounds", "", "N", "1"},
+                       {"only", "", "TEXT"},
+                       {"together", ""},
+                       {"no-stops", ""}});
     parser.process(application);
     const int minutes = parser.value("minutes").toInt();
+    const int rounds = parser.value("rounds").toInt();
     QVector<System> systems = allSystems(parser.values("only"));
     QVector<QVector<System*>> turns;
     for (System& system : systems) {
@@ -199,17 +236,18 @@ int main(int argc, char** argv)
         turns.last().append(&system);
     }
     StampedServer server;
-    if (minutes < 1 || turns.isEmpty() || !server.start())
+    if (minutes < 1 || rounds < 1 || turns.isEmpty() || !server.start())
         return 2;
 
-    for (const QVector<System*>& systemsOfTurn : turns) {
-        Turn turn(systemsOfTurn, server);
+    for (int i = 0; i < rounds * turns.size(); ++i) {
+        const int round = i / turns.size();
+        Turn turn(turns.at((i + round) % turns.size()), server); // everybody the first in turn
         if (!turn.start())
             return 2;
         turn.run(minutes);
         if (!parser.isSet("no-stops"))
             turn.standStill();
     }
-    print(systems, minutes);
+    print(systems, minutes, rounds);
     return judge(systems);
 }
