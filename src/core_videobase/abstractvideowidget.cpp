@@ -50,11 +50,7 @@ AbstractVideoWidget::AbstractVideoWidget(QWidget* parent)
     setFocusPolicy(Qt::WheelFocus);
     setAcceptDrops(true);
     makeLayers();
-    setStyleSheet("background-color:black;");
-    setAttribute(Qt::WA_StyledBackground); // a subclass of QWidget paints the sheet's background only if told to
-    QPalette onBlack = palette();
-    onBlack.setColor(QPalette::WindowText, Qt::white);
-    setPalette(onBlack);
+    makeGround();
 
     osdTimer.setInterval(osdIntervalMs);
     connect(&osdTimer, &QTimer::timeout, this, [this] { refreshOverlay(); });
@@ -92,6 +88,10 @@ bool AbstractVideoWidget::isAnyInQueuedCall() { return allQueuedCalls > 0; }
 
 bool AbstractVideoWidget::event(QEvent* event)
 {
+    if (event->type() == QEvent::StyleChange)
+        refreshOverlay();
+    if (event->type() == QEvent::Paint && groundSpared)
+        paintGroundAround();
     if (event->type() != QEvent::MetaCall)
         return QWidget::event(event);
 
@@ -277,6 +277,7 @@ void AbstractVideoWidget::receiveImage(QImage received, int)
     tellPaintedSize(); // a thread that several widgets share may have been told another one's
     if (coversPicture)
         refreshOverlay();
+    spareGround();
     update();
 }
 

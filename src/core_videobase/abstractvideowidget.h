@@ -280,6 +280,10 @@ private:
     void startRendering();
     void applyView();
     void applyFillColor(bool enabled);
+    void makeGround();
+    bool isGroundOpaque() const;
+    void spareGround();
+    void paintGroundAround();
     void paintLayer();
     void resolveColors();
     QRegion overlayRegion();
@@ -304,6 +308,8 @@ private:
     BannerWidget* bannerWidget = nullptr;
     std::unique_ptr<VideoRenderers> renderers;
     QImage image;
+    bool imageFillsArea = false; // of hwndWidget, as it was painted last
+    bool groundSpared = false;
     QRect videoRect; // of hwndWidget
     int videoWidth = 0;
     int videoHeight = 0;

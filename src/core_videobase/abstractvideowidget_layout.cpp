@@ -9,13 +9,17 @@
 #include "core_videobase/videorenderers.h"
 
 #include <QCoreApplication>
+#include <QPainter>
 #include <QResizeEvent>
+#include <QStyleOption>
 
 // Where the layers and the picture lie, and the ground around the picture.
 
 namespace {
 
 const char softwareDecoding[] = "none";
+const char blackSheet[] = "background-color:black;";
+constexpr int opaque = 255;
 
 } // namespace
 
@@ -155,4 +159,47 @@ void AbstractVideoWidget::applyFillColor(bool enabled)
     // picture area says.
     hwndWidget->setStyleSheet(enabled ? QString("background-color:%1;").arg(widgetPara.fillColor.name()) : QString());
     update();
+}
+
+void AbstractVideoWidget::makeGround()
+{
+    setStyleSheet(blackSheet);
+    setAttribute(Qt::WA_StyledBackground); // a subclass of QWidget paints the sheet's background only if told to
+    QPalette onBlack = palette();
+    onBlack.setColor(QPalette::WindowText, Qt::white);
+    setPalette(onBlack);
+}
+
+/// False where the host has styled the widget itself.
+bool AbstractVideoWidget::isGroundOpaque() const
+{
+    if (testAttribute(Qt::WA_StyledBackground))
+        return styleSheet() == blackSheet;
+    return autoFillBackground() && palette().color(QPalette::Window).alpha() == opaque;
+}
+
+/// Below an image the ground would be filled for nothing with every picture: that of all parents, the widget's own and
+/// the picture area's.
+void AbstractVideoWidget::spareGround()
+{
+    const bool spare = imageFillsArea && !isPictureNative() && !image.hasAlphaChannel() && isGroundOpaque();
+    if (groundSpared == spare)
+        return;
+    groundSpared = spare;
+    setAttribute(Qt::WA_OpaquePaintEvent, spare);
+    hwndWidget->setAttribute(Qt::WA_NoSystemBackground, spare);
+}
+
+/// What Qt leaves out of a widget that is said to paint all its pixels.
+void AbstractVideoWidget::paintGroundAround()
+{
+    QPainter painter(this);
+    painter.setClipRegion(QRegion(rect()) - videoRect);
+    if (autoFillBackground())
+        painter.fillRect(rect(), palette().brush(QPalette::Window));
+    if (!testAttribute(Qt::WA_StyledBackground))
+        return;
+    QStyleOption option;
+    option.initFrom(this);
+    style()->drawPrimitive(QStyle::PE_Widget, &option, &painter, this);
 }

@@ -109,6 +109,8 @@ void AbstractVideoWidget::refreshOverlay()
 {
     Q_ASSERT(QThread::currentThread() == thread());
     refreshPending = false;
+    imageFillsArea = false; // until it is seen to
+    spareGround();
     if (isPictureNative()) {
         resolveColors();
         overlayTime = QDateTime::currentDateTime();
@@ -189,6 +191,7 @@ void AbstractVideoWidget::drawImage(QPainter* painter)
     const QRectF view = zoom->viewRect();
     const qreal scale = image.width() / imageRect().width();
     painter->drawImage(QRectF(videoRect), image, QRectF(view.topLeft() * scale, view.size() * scale));
+    imageFillsArea = true;
 }
 
 /// The whole frame, also where a thread has shrunk it, and with it the coordinates of graphs and digital zoom.
@@ -203,10 +206,13 @@ void AbstractVideoWidget::drawOsd(QPainter* painter)
     if (onlyAudio || widgetPara.videoMode == VideoMode_Hwnd)
         return;
     const int margin = widgetPara.borderWidth + osdMargin;
+    const std::vector<OsdInfo> osds = overlays->allOsds();
+    if (osds.empty())
+        return;
     const QRect area = rect().adjusted(margin, margin, -margin, -margin);
     // The pixels of a cut layer must be those that it was cut to.
     const QDateTime now = isPictureNative() ? overlayTime : QDateTime::currentDateTime();
-    OverlayPainter::drawOsds(painter, area, overlays->allOsds(), now);
+    OverlayPainter::drawOsds(painter, area, osds, now);
 }
 
 bool AbstractVideoWidget::isDigitalZoom() const { return zoom->isOn(); }

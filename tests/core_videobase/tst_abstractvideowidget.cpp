@@ -27,6 +27,35 @@ QImage filled(const QSize& size, const QColor& color)
     return image;
 }
 
+class PaintCounter : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit PaintCounter(QWidget* widget) { widget->installEventFilter(this); }
+
+    bool eventFilter(QObject*, QEvent* event) override
+    {
+        if (event->type() == QEvent::Paint)
+            ++count;
+        return false;
+    }
+
+    int count = 0;
+};
+
+/// Paints a dot in place of the image.
+class DotWidget : public BareWidget
+{
+    Q_OBJECT
+
+public:
+    QPoint dot;
+
+protected:
+    void drawImage(QPainter* painter) override { painter->fillRect(QRect(dot - QPoint(4, 4), QSize(9, 9)), Qt::red); }
+};
+
 /// A test picture whose planes can be emitted by a thread.
 struct Planes
 {
@@ -701,6 +730,92 @@ private Q_SLOTS:
             widget.onDecoderDestroyed();
         }
         QVERIFY(Screen::waitForColor(&widget, QPoint(300, 50), Qt::black, 2));
+    }
+
+    void ground_staysAroundTheImage_whateverItBecomes()
+    {
+        QWidget host;
+        host.setGeometry(60, 60, 500, 400);
+        BareWidget widget(&host);
+        widget.setGeometry(20, 20, 400, 300);
+        IdleThread thread;
+        thread.setPicture(QSize(200, 100));
+        widget.bind(&thread);
+        widget.play(VideoMode_Image);
+        host.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&host));
+        const QPoint above(200, 20);
+        const QPoint center(200, 150);
+        PaintCounter painted(&host);
+        for (const QColor& color : {QColor(Qt::red), QColor(Qt::green), QColor(Qt::blue), QColor(Qt::yellow)}) {
+            painted.count = 0;
+            thread.setImage(filled(QSize(200, 100), color));
+            QVERIFY(Screen::waitForColor(&widget, center, color, 2));
+            QVERIFY(Screen::waitForColor(&widget, above, Qt::black, 2));
+        }
+        QCOMPARE(painted.count, 0); // nothing of it would be seen
+
+        QImage halfWhite(200, 100, QImage::Format_ARGB32);
+        halfWhite.fill(QColor(255, 255, 255, 128));
+        for (int i = 0; i < 3; ++i) { // they don't add up
+            thread.setImage(halfWhite);
+            widget.repaint();
+            QVERIFY(Screen::waitForColor(&widget, center, QColor(128, 128, 128), 2));
+        }
+        for (int i = 0; i < 3; ++i) {
+            thread.setImage(filled(QSize(200, 100), Qt::red));
+            widget.repaint();
+        }
+        widget.setStyleSheet("background-color:#102080;"); // while the image stays
+        QVERIFY(Screen::waitForColor(&widget, above, QColor(0x10, 0x20, 0x80), 2));
+        QVERIFY(Screen::waitForColor(&widget, center, Qt::red, 2));
+        widget.setStyleSheet("background-color:transparent;");
+        QVERIFY(Screen::waitForColor(&widget, above, host.palette().color(QPalette::Window), 2));
+        widget.clear();
+        QVERIFY(Screen::waitForColor(&widget, center, host.palette().color(QPalette::Window), 2));
+    }
+
+    void fillColor_isSeenAroundImages()
+    {
+        const QColor fill(200, 60, 120);
+        BareWidget widget;
+        IdleThread thread;
+        thread.setPicture(QSize(200, 100));
+        widget.bind(&thread);
+        widget.changePara([fill](WidgetPara& para) { para.fillColor = fill; });
+        widget.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&widget));
+        widget.play(VideoMode_Image);
+        for (const QColor& color : {QColor(Qt::red), QColor(Qt::green), QColor(Qt::blue)}) {
+            thread.setImage(filled(QSize(200, 100), color));
+            QVERIFY(Screen::waitForColor(&widget, QPoint(200, 150), color, 2));
+            QVERIFY(Screen::waitForColor(&widget, QPoint(200, 20), fill, 2));
+        }
+        widget.receivePlayFinsh(&thread);
+        widget.clear();
+        QVERIFY(Screen::waitForColor(&widget, QPoint(200, 20), Qt::black, 2));
+        QVERIFY(Screen::waitForColor(&widget, QPoint(200, 150), Qt::black, 2));
+    }
+
+    void ground_isSeen_whereAHostsOwnImageLeavesIt()
+    {
+        DotWidget widget;
+        IdleThread thread;
+        thread.setPicture(QSize(400, 300));
+        widget.bind(&thread);
+        widget.play(VideoMode_Image);
+        widget.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&widget));
+        for (int i = 1; i < 4; ++i) {
+            widget.dot = QPoint(80 * i, 150);
+            thread.setImage(filled(QSize(400, 300), Qt::green));
+            QVERIFY(Screen::waitForColor(&widget, widget.dot, Qt::red, 2));
+            QVERIFY(Screen::waitForColor(&widget, widget.dot - QPoint(80, 0), Qt::black, 2)); // no trail
+        }
+        widget.dot += QPoint(0, 60);
+        widget.update(); // as a host asks for it
+        QVERIFY(Screen::waitForColor(&widget, widget.dot, Qt::red, 2));
+        QVERIFY(Screen::waitForColor(&widget, widget.dot - QPoint(0, 60), Qt::black, 2));
     }
 
     void receiveCodecChanged_dropsTheImage()
