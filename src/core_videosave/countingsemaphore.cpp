@@ -50,6 +50,7 @@ struct CountingSemaphore::Platform
     int count = 0;
     bool isResting = false;
     bool isHurried = false; // during a rest: something that can't wait was given back
+    bool isFlowing = false; // the last wait got one
 
     void rest(std::unique_lock<std::mutex>& lock, Time limit)
     {
@@ -78,6 +79,7 @@ bool CountingSemaphore::reset()
 {
     const std::lock_guard<std::mutex> lock(platform->mutex);
     platform->count = 0;
+    platform->isFlowing = false;
     return true;
 }
 
@@ -86,9 +88,12 @@ unsigned CountingSemaphore::wait(int milliseconds, int restMilliseconds)
     std::unique_lock<std::mutex> lock(platform->mutex);
     const auto start = std::chrono::steady_clock::now();
     const auto limit = start + std::chrono::milliseconds(milliseconds);
-    if (platform->count == 0 && restMilliseconds > 0)
-        platform->rest(lock, std::min(limit, start + std::chrono::milliseconds(restMilliseconds)));
-    if (!platform->released.wait_until(lock, limit, [this] { return platform->count > 0; }))
+    if (platform->count == 0 && restMilliseconds > 0) {
+        const auto restLimit = start + std::chrono::milliseconds(restMilliseconds);
+        platform->rest(lock, platform->isFlowing ? restLimit : std::min(limit, restLimit));
+    }
+    platform->isFlowing = platform->released.wait_until(lock, limit, [this] { return platform->count > 0; });
+    if (!platform->isFlowing)
         return TimedOut;
     --platform->count;
     return Acquired;

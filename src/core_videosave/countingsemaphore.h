@@ -25,8 +25,10 @@ public:
 
     /// Takes one, waiting for at most @p milliseconds.
     ///
-    /// Until @p restMilliseconds of them have passed releaseLater() doesn't wake the waiter: what was given back
-    /// meanwhile is taken in one go. One thread at a time may rest. The platform's own semaphore knows no rest.
+    /// Until @p restMilliseconds have passed releaseLater() doesn't wake the waiter: what was given back meanwhile is
+    /// taken in one go. A rest is no longer than the wait, unless the wait before it got something: as more is likely
+    /// to come, the waiter is not woken just to see that it has, and learns at the end of its rest if nothing did. One
+    /// thread at a time may rest. The platform's own semaphore knows no rest.
     unsigned wait(int milliseconds, int restMilliseconds = 0);
 
     /// Gives one back; nothing when the count is at its maximum.

@@ -40,8 +40,8 @@ constexpr size_t longestQueue = 100;
 
 /// Between two key frames the muxer only collects, so packets may as well wait for each other: waking the recorder
 /// thread for each is most of what a recording costs above its muxer. No longer than this, and no more of them.
-constexpr int longestRestMs = 1000;
-constexpr size_t mostResting = 30;
+constexpr int longestRestMs = 2000;
+constexpr size_t mostResting = 50;
 
 constexpr size_t aacBufferBytes = 16384;
 constexpr int encoderBits = 16;

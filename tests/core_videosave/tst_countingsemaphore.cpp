@@ -31,6 +31,7 @@ private Q_SLOTS:
     void rest_ends_whenReleased();
     void rest_isNotTaken_whenSomethingIsThere();
     void rest_isPartOfTheWait();
+    void rest_outlastsTheWait_whileThingsCome();
 };
 
 void tst_CountingSemaphore::wait_timesOut_whenNothingWasReleased()
@@ -182,6 +183,34 @@ void tst_CountingSemaphore::rest_isPartOfTheWait()
     other.join();
     QCOMPARE(result, 0u);
     QVERIFY(timer.elapsed() < 30000);
+}
+
+void tst_CountingSemaphore::rest_outlastsTheWait_whileThingsCome()
+{
+    CountingSemaphore semaphore;
+    QVERIFY(semaphore.reset());
+    semaphore.release();
+    QCOMPARE(semaphore.wait(20, 300), 0u);
+    QElapsedTimer timer;
+    timer.start();
+    std::thread other([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        semaphore.releaseLater();
+    });
+    QCOMPARE(semaphore.wait(20, 300), 0u);
+    QVERIFY(timer.elapsed() >= restMs && timer.elapsed() < 30000);
+    other.join();
+
+    timer.restart();
+    QCOMPARE(semaphore.wait(20, 300), 258u); // the first that gets nothing
+    QVERIFY(timer.elapsed() >= qMax<qint64>(restMs, 19) && timer.elapsed() < 30000);
+    timer.restart();
+    QCOMPARE(semaphore.wait(20, 60000), 258u);
+    QVERIFY(timer.elapsed() >= 19 && timer.elapsed() < 30000);
+    semaphore.release();
+    QCOMPARE(semaphore.wait(0), 0u);
+    QVERIFY(semaphore.reset()); // what came before is forgotten
+    QCOMPARE(semaphore.wait(20, 60000), 258u);
 }
 
 QTEST_GUILESS_MAIN(tst_CountingSemaphore)
