@@ -86,6 +86,9 @@ struct FFmpegVideoThread::Source
     /// Whether a recording file was opened and its end not yet reported, per record type.
     std::array<bool, RECORD_TYPE_MAX> isFileOpen{};
 
+    /// Whether the packet before was to be recorded, with a file or without, per record type.
+    std::array<bool, RECORD_TYPE_MAX> isRecorded{};
+
     /// Decode time of the next picture, in the time base of its stream, for pictures that come without one.
     qint64 nextDecodeTime = AV_NOPTS_VALUE;
 

@@ -117,13 +117,17 @@ void FFmpegVideoThread::recordPacket(AVPacket* packet, bool isVideoKey)
     }
 
     for (const RecordType type : types) {
+        const bool isOn = recording[type];
+        if (!isOn && !source->isRecorded[type] && !source->isFileOpen[type])
+            continue;
+        source->isRecorded[type] = isOn;
         SaveMp4FFmpeg* saver = savers[type];
         const bool isWanted = isVideo || (isAudio && saveAudio[type] && saver->hasAudio());
         if (saver->getIsRunning() && isWanted)
             saver->writeData(packet, isVideo);
-        else if (recording[type] && (isVideo || isAudio))
+        else if (isOn && (isVideo || isAudio))
             saver->loseWithoutFile(isVideo);
-        if (!recording[type])
+        if (!isOn)
             endRecording(type);
     }
 }
