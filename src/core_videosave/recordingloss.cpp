@@ -39,10 +39,10 @@ void RecordingLoss::lose(bool isPicture, const QString& reason)
     loseAll(one, reason);
 }
 
-void RecordingLoss::hand(bool isPicture)
+void RecordingLoss::hand(bool isPicture, Time arrival)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    handed.add(isPicture, QDateTime::currentMSecsSinceEpoch());
+    handed.add(isPicture, arrival);
 }
 
 QString RecordingLoss::keep()

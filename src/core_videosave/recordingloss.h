@@ -11,14 +11,18 @@
 class RecordingLoss
 {
 public:
+    /// Milliseconds since 1970 in UTC, 0 for never. A QDateTime in local time asks the system for its time zone, which
+    /// is too much for every packet.
+    using Time = qint64;
+
     /// A file begins, in which nothing is yet.
     void beginFile();
 
     /// A picture, else a packet of sound, that was dropped before it came to the muxer.
     void lose(bool isPicture, const QString& reason);
 
-    /// One that the muxer has got.
-    void hand(bool isPicture);
+    /// One that the muxer has got; it came at @p arrival, which may be a while ago.
+    void hand(bool isPicture, Time arrival);
 
     /// All that was handed is on the disk. Returns the line for a loss that is over, else nothing.
     QString keep();
@@ -39,10 +43,6 @@ public:
     QString end();
 
 private:
-    /// Milliseconds since 1970 in UTC, 0 for never. A QDateTime in local time asks the system for its time zone, which
-    /// is too much for every packet.
-    using Time = qint64;
-
     struct Amount
     {
         int pictures = 0;

@@ -13,6 +13,7 @@
 #include "core_videosave/outputcontext.h"
 #include "core_videosave/recordingloss.h"
 
+#include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
 #include <QLoggingCategory>
@@ -130,8 +131,14 @@ bool setExtradataOf(AVCodecParameters* parameters, const QByteArray& bytes)
 /// The output and what feeds it. Between init() and the end of close() the recorder thread's, except for the queue.
 struct SaveMp4FFmpeg::Writer
 {
+    struct Queued
+    {
+        AvPacketPtr packet;
+        RecordingLoss::Time arrival;
+    };
+
     std::mutex queueMutex;
-    std::deque<AvPacketPtr> packetQueue; // guarded by queueMutex
+    std::deque<Queued> packetQueue; // guarded by queueMutex
     CountingSemaphore saveSemaphore;
 
     OutputContext format;
@@ -159,6 +166,7 @@ struct SaveMp4FFmpeg::Writer
     std::atomic<bool> hasFileError{false};
     std::atomic<bool> isEmpty{true};
     RecordingLoss loss;
+    RecordingLoss::Time arrival = 0; // of the packet that was taken last
 
     /// The group before it is not on the disk until the next packet comes.
     bool holdsKeyPicture() const { return heldPicture && (heldPicture->flags & AV_PKT_FLAG_KEY) != 0; }
@@ -174,7 +182,8 @@ struct SaveMp4FFmpeg::Writer
         const std::lock_guard<std::mutex> lock(queueMutex);
         if (packetQueue.empty())
             return nullptr;
-        AvPacketPtr packet = std::move(packetQueue.front());
+        AvPacketPtr packet = std::move(packetQueue.front().packet);
+        arrival = packetQueue.front().arrival;
         packetQueue.pop_front();
         return packet;
     }
@@ -557,7 +566,7 @@ bool SaveMp4FFmpeg::enqueue(AVPacket* packet)
         qCWarning(lcMp4).noquote() << "packet queue is full";
         return false;
     }
-    writer->packetQueue.emplace_back(packet);
+    writer->packetQueue.push_back({AvPacketPtr(packet), QDateTime::currentMSecsSinceEpoch()});
     return true;
 }
 
@@ -642,7 +651,7 @@ void SaveMp4FFmpeg::writePicture(AVPacket* packet, const char* pattern)
         report(pattern, result, packet);
     if (isKey) // it has pushed the fragment before it out
         keepWritten();
-    writer->loss.hand(true);
+    writer->loss.hand(true, writer->arrival);
 }
 
 void SaveMp4FFmpeg::writeAudio(AVPacket* packet, const char* pattern)
@@ -687,7 +696,7 @@ void SaveMp4FFmpeg::writeFiltered(AVPacket* packet, const char* pattern)
     writer->isEmpty = false;
     if (result < 0)
         report(pattern, result, packet);
-    writer->loss.hand(false);
+    writer->loss.hand(false, writer->arrival);
     if (writer->videoIndex < 0)
         endSoundFragment();
 }

@@ -134,6 +134,7 @@ private Q_SLOTS:
     void fullDisk_endsTheRecording();
     void queueFull_dropsPackets_whenTheProducerIsTooFast();
     void removedFile_endsTheRecording();
+    void loss_beginsWhenItsFirstPictureCame_notWhenItWasWritten();
     void loseWithoutFile_countsNothing_whenNoFileFailed();
     void queue_isEmptied_whenPicturesComeInBursts();
     void killedProcess_leavesAFileThatPlays_data();
@@ -560,6 +561,28 @@ void tst_SaveMp4FFmpegFaults::removedFile_endsTheRecording()
     QCOMPARE(warnings.size(), 1);
     const int lost = QRegularExpression("^lost (\\d+)").match(warnings.first()).captured(1).toInt();
     QVERIFY2(qAbs(lost - (fed + 1)) <= 2, qPrintable(warnings.first()));
+}
+
+void tst_SaveMp4FFmpegFaults::loss_beginsWhenItsFirstPictureCame_notWhenItWasWritten()
+{
+    guard->allow(lossOf("30", "the file was removed"));
+    UnthreadedSaver saver;
+    saver.setPara(Material::video(), Material::noSound(), waitMs);
+    QVERIFY(saver.begin(path()));
+    EndlessSource pictures;
+    for (int n = 0; n < 30; ++n)
+        pictures.feed(saver);
+    const QDateTime came = QDateTime::currentDateTime();
+    QThread::msleep(300);
+    QVERIFY(QFile::remove(path()));
+    saver.close();
+    saver.endLoss();
+    const QStringList warnings = guard->texts(QtWarningMsg);
+    QCOMPARE(warnings.size(), 1);
+    const auto times = QRegularExpression(" in ([.0-9]+) s, from (.+) to ").match(warnings.first());
+    QVERIFY2(times.captured(1).toDouble() >= 0.29, qPrintable(warnings.first()));
+    const QDateTime from = QDateTime::fromString(times.captured(2), "yyyy-MM-dd HH:mm:ss.zzz");
+    QVERIFY2(from.isValid() && from <= came, qPrintable(warnings.first()));
 }
 
 /// Nothing is lost before a file has failed, or after the recording was given up.
