@@ -1,5 +1,6 @@
 // Recording of what FFmpegVideoThread reads, as it was read.
 
+#include "core_ffmpeg/annexb.h"
 #include "core_video/ffmpegvideothread_p.h"
 #include "core_video/recordedbitrate.h"
 #include "core_videosave/savemp4ffmpeg.h"
@@ -40,10 +41,29 @@ int audioCodecOf(int codecId)
     default: return 0;
     }
 }
+
+/// Whether there is nothing between start codes but what stands before a picture.
+bool isHeadAlone(int codecId, const AVPacket* packet)
+{
+    constexpr int lastH265Slice = 31;
+    const bool isH265 = codecId == AV_CODEC_ID_HEVC;
+    if ((!isH265 && codecId != AV_CODEC_ID_H264) || !AnnexB::beginsUnit(packet->data, size_t(packet->size)))
+        return false;
+    for (AnnexB::Reader reader(packet->data, size_t(packet->size)); reader.next();) {
+        const AnnexB::Unit unit = reader.openUnit();
+        if (isH265 ? unit.h265Type() <= lastH265Slice : unit.isSlice())
+            return false;
+    }
+    return true;
+}
 } // namespace
 
 void FFmpegVideoThread::saveMP4(AVPacket* packet, bool isVideoKey)
 {
+    // A stop makes FFmpeg's parser give out what it has, maybe the parameter sets of a picture that never comes.
+    const bool isVideo = packet->stream_index == source->videoIndex;
+    if (isVideo && isStopAsked() && isHeadAlone(source->videoCodecId, packet))
+        return;
     if (!waitsForTime(packet, isVideoKey))
         recordPacket(packet, isVideoKey);
 }
